@@ -1,0 +1,171 @@
+#include "nqinstance/core/instance.hpp"
+
+#include <string.h>
+
+#include <atomic>
+#include <new>
+
+namespace nq {
+namespace {
+
+using RefCount = std::atomic_ref<uint64_t>;
+
+constexpr const char kHandleTypeName[] = "NQHandleInstance";
+
+// What a scalar's create and clone operations need to know of it. The characters refuse to be
+// cloned through their header on purpose.
+template <class Instance>
+struct ScalarTraits;
+
+#define NQ_SCALAR(Instance, name, clone_word)                                                  \
+    template <>                                                                                \
+    struct ScalarTraits<Instance> {                                                            \
+        static constexpr InstanceKind kind{name, nqHandleNumericDestroy, nullptr, clone_word}; \
+    };
+NQ_SCALAR(NQBooleanInstance, "NQBooleanInstance", nqInstanceCloneBoolean)
+NQ_SCALAR(NQInt32Instance, "NQInt32Instance", nqInstanceCloneInt32)
+NQ_SCALAR(NQInt64Instance, "NQInt64Instance", nqInstanceCloneInt64)
+NQ_SCALAR(NQUInt32Instance, "NQUInt32Instance", nqInstanceCloneUInt32)
+NQ_SCALAR(NQUInt64Instance, "NQUInt64Instance", nqInstanceCloneUInt64)
+NQ_SCALAR(NQDoubleInstance, "NQDoubleInstance", nqInstanceCloneDouble)
+NQ_SCALAR(NQCharInstance, "NQCharInstance", nullptr)
+#undef NQ_SCALAR
+
+constexpr InstanceKind kHandleKind{kHandleTypeName, nqHandleInstanceDestroy, nullptr, nullptr};
+
+// A block for one instance with its header written, or null and the status.
+template <class Instance>
+Instance* create(const InstanceKind& kind, InstanceApi* api, HostPool* pool,
+                 NQStatus* status) noexcept {
+    void* block = pool->alloc(pool, sizeof(Instance), 0);
+    if (!block) {
+        *status = NQ_STATUS_NO_MEMORY;
+        return nullptr;
+    }
+    auto* instance = new (block) Instance;
+    fill_header(instance->header, kind, api, pool);
+    *status = NQ_STATUS_OK;
+    return instance;
+}
+
+template <class Instance>
+Instance* create_scalar(InstanceApi* api, HostPool* pool, decltype(Instance::value) value,
+                        NQStatus* status) noexcept {
+    auto* instance = create<Instance>(ScalarTraits<Instance>::kind, api, pool, status);
+    if (instance) instance->value = value;
+    return instance;
+}
+
+template <class Instance>
+NQStatus clone_scalar(InstanceHeader* source, HostPool* pool, InstanceHeader** out) noexcept {
+    if (!pool) pool = source->pool;
+    const NQStatus status = nqInstanceCreateClone(source, pool, sizeof(Instance), out);
+    if (status) return status;
+    auto* clone = reinterpret_cast<Instance*>(*out);
+    clone->header.pool = pool;
+    clone->value = reinterpret_cast<Instance*>(source)->value;
+    return NQ_STATUS_OK;
+}
+
+}  // namespace
+
+void fill_header(InstanceHeader& header, const InstanceKind& kind, InstanceApi* api,
+                 HostPool* pool) noexcept {
+    header.magic = NQ_MAGIC;
+    header.typeName = kind.type_name;
+    header.release = api->release;
+    RefCount(header.refCount).exchange(1, std::memory_order_relaxed);
+    header.isType = api->isType;
+    header.destroyHook = kind.destroy_hook;
+    header.api = api;
+    header.validate = kind.validate ? kind.validate : api->validate;
+    header.clone = kind.clone ? kind.clone : api->cloneRefused;
+    header.pool = pool;
+}
+
+}  // namespace nq
+
+NQHandleInstance* nqInstanceHandleCreate(InstanceApi* api, HostPool* pool, NQHandle* inner,
+                                         NQStatus* status) noexcept {
+    auto* instance = nq::create<NQHandleInstance>(nq::kHandleKind, api, pool, status);
+    if (instance) instance->inner = inner;
+    return instance;
+}
+
+#define NQ_SCALAR_OPERATIONS(Kind, Instance, Value)                                           \
+    Instance* nqInstanceCreate##Kind(InstanceApi* api, HostPool* pool, Value value,           \
+                                     NQStatus* status) noexcept {                             \
+        return nq::create_scalar<Instance>(api, pool, value, status);                         \
+    }                                                                                         \
+    NQStatus nqInstanceClone##Kind(InstanceHeader* source, HostPool* pool, uint32_t,          \
+                                   InstanceHeader** out) noexcept {                           \
+        return nq::clone_scalar<Instance>(source, pool, out);                                 \
+    }
+NQ_SCALAR_OPERATIONS(Boolean, NQBooleanInstance, uint8_t)
+NQ_SCALAR_OPERATIONS(Int32, NQInt32Instance, int32_t)
+NQ_SCALAR_OPERATIONS(Int64, NQInt64Instance, int64_t)
+NQ_SCALAR_OPERATIONS(UInt32, NQUInt32Instance, uint32_t)
+NQ_SCALAR_OPERATIONS(UInt64, NQUInt64Instance, uint64_t)
+NQ_SCALAR_OPERATIONS(Double, NQDoubleInstance, double)
+NQ_SCALAR_OPERATIONS(NQChar, NQCharInstance, NQChar)
+#undef NQ_SCALAR_OPERATIONS
+
+NQStatus nqInstanceCreateClone(InstanceHeader* source, HostPool* pool, uint64_t size,
+                               InstanceHeader** out) noexcept {
+    auto* clone = static_cast<InstanceHeader*>(pool->alloc(pool, size, ALLOC_ZERO_FILL));
+    *out = clone;
+    if (!clone) return NQ_STATUS_NO_MEMORY;
+    clone->magic = source->magic;
+    clone->typeName = source->typeName;
+    clone->release = source->release;
+    nq::RefCount(clone->refCount).exchange(1, std::memory_order_relaxed);
+    clone->destroyHook = source->destroyHook;
+    clone->isType = source->isType;
+    clone->api = source->api;
+    clone->validate = source->validate;
+    clone->clone = source->clone;
+    return NQ_STATUS_OK;
+}
+
+NQStatus cloneInstance(InstanceHeader*, HostPool*, uint32_t, InstanceHeader**) noexcept {
+    return NQ_STATUS_UNSUPPORTED;
+}
+
+NQStatus nqInstanceDestroy(void* object) noexcept {
+    auto* instance = static_cast<InstanceHeader*>(object);
+    nq::RefCount count(instance->refCount);
+    uint64_t held = count.load(std::memory_order_acquire);
+    if (held == 1) {
+        // Nobody else can reach the instance, so no locked instruction is needed.
+        count.store(0, std::memory_order_relaxed);
+        instance->destroyHook(instance);
+        return NQ_STATUS_OK;
+    }
+    while (!count.compare_exchange_weak(held, held - 1, std::memory_order_acq_rel,
+                                        std::memory_order_acquire)) {
+    }
+    if (held == 1) instance->destroyHook(instance);
+    return NQ_STATUS_OK;
+}
+
+int32_t instanceIsType(InstanceHeader* instance, const char* name) noexcept {
+    const char* own = instance->typeName;
+    if (!own) return name == nullptr;
+    const bool is_handle = strcmp(own, nq::kHandleTypeName) == 0;
+    const NQHandle* inner =
+        is_handle ? reinterpret_cast<NQHandleInstance*>(instance)->inner : nullptr;
+    const char* inner_name = inner ? inner->name : nullptr;
+    if (!name) return is_handle && !inner_name;
+    if (strcmp(own, name) == 0) return 1;
+    return inner_name && strcmp(inner_name, name) == 0;
+}
+
+NQStatus nqHandleInstanceDestroy(InstanceHeader* instance) noexcept {
+    NQHandle* inner = reinterpret_cast<NQHandleInstance*>(instance)->inner;
+    if (inner) inner->release(inner);
+    return instance->pool->free(instance->pool, instance);
+}
+
+NQStatus nqHandleNumericDestroy(InstanceHeader* instance) noexcept {
+    return instance->pool->free(instance->pool, instance);
+}

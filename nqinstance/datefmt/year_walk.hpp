@@ -1,0 +1,51 @@
+#pragma once
+#include <span>
+
+#include "nqinstance/host/base.h"
+
+namespace nq {
+
+// The Gregorian rule. Among the multiples of 4, those of 25 are the centuries, and those of 16 as
+// well are the multiples of 400.
+constexpr bool is_leap_year(int32_t year) noexcept {
+    return year % 4 == 0 && (year % 25 != 0 || year % 16 == 0);
+}
+
+constexpr int32_t days_in_year(int32_t year) noexcept { return is_leap_year(year) ? 366 : 365; }
+
+// The year after INT32_MAX is INT32_MIN.
+constexpr int32_t years_later(int32_t year, uint32_t count) noexcept {
+    return static_cast<int32_t>(int64_t{year} + count);
+}
+
+// A place in the walk over the years: days left to go from the first day of `year`.
+struct YearWalk {
+    int64_t days_left;
+    int32_t year;
+};
+
+// The loop worth a SIMD body. The generic body defines the answer; every other body gives the same
+// place once finish_walk has ended it.
+struct YearWalkBody {
+    const char* name;
+    // Walks past years for as long as the days left surely reach beyond them; may stop early.
+    YearWalk (*walk)(YearWalk from) noexcept;
+};
+
+extern const YearWalkBody year_walk_generic;
+extern const YearWalkBody year_walk_avx2;
+
+// The bodies this CPU can run, best first; the last is always the generic one.
+std::span<const YearWalkBody* const> year_walk_bodies() noexcept;
+
+// Walks the rest, year by year, to the first year that the days left do not reach beyond.
+inline YearWalk finish_walk(YearWalk at) noexcept {
+    for (int32_t length = days_in_year(at.year); at.days_left >= length;
+         length = days_in_year(at.year)) {
+        at.days_left -= length;
+        at.year = years_later(at.year, 1);
+    }
+    return at;
+}
+
+}  // namespace nq

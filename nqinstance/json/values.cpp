@@ -1,0 +1,210 @@
+#include <string.h>
+
+#include <type_traits>
+
+#include "nqinstance/core/data.h"
+#include "nqinstance/core/instance.h"
+#include "nqinstance/host/array.h"
+#include "nqinstance/host/dictionary.h"
+#include "nqinstance/json/escape.hpp"
+#include "nqinstance/json/writer.hpp"
+
+namespace nq {
+namespace {
+
+template <class Instance>
+inline constexpr Format kNumberFormat{""};
+template <>
+inline constexpr Format kNumberFormat<NQInt32Instance>{"%d"};
+template <>
+inline constexpr Format kNumberFormat<NQInt64Instance>{"%lld"};
+template <>
+inline constexpr Format kNumberFormat<NQUInt32Instance>{"%u"};
+template <>
+inline constexpr Format kNumberFormat<NQUInt64Instance>{"%llu"};
+template <>
+inline constexpr Format kNumberFormat<NQDoubleInstance>{"%f"};
+
+constexpr auto widened(double value) noexcept { return value; }
+template <class Integer>
+constexpr auto widened(Integer value) noexcept {
+    return std::conditional_t<std::is_signed_v<Integer>, int64_t, uint64_t>{value};
+}
+
+template <class Instance>
+NQStatus write_number(JsonWriter& writer, InstanceHeader* instance, bool in_dictionary) noexcept {
+    if (const NQStatus status = writer.indent_value(in_dictionary)) return status;
+    return writer.write_formatted(Lead::kNothing, &kNumberFormat<Instance>,
+                                  widened(reinterpret_cast<Instance*>(instance)->value));
+}
+
+// Any byte but 1 is false: that is meant.
+NQStatus write_boolean(JsonWriter& writer, InstanceHeader* instance, bool in_dictionary) noexcept {
+    if (const NQStatus status = writer.indent_value(in_dictionary)) return status;
+    return writer.write(reinterpret_cast<NQBooleanInstance*>(instance)->value == 1 ? "true"
+                                                                                   : "false");
+}
+
+// Text that the string service makes for the moment, between double quotes. `make(text)` makes it.
+template <class Make>
+NQStatus write_made_text(JsonWriter& writer, bool in_dictionary, Make make) noexcept {
+    if (const NQStatus status = writer.indent_value(in_dictionary)) return status;
+    if (const NQStatus status = writer.write("\"")) return status;
+    {
+        Held<NQU8String> text;
+        if (const NQStatus status = make(text)) return status;
+        if (const NQStatus status = writer.write(text)) return status;
+    }
+    return writer.write("\"");
+}
+
+NQStatus write_string(JsonWriter& writer, InstanceHeader* instance, bool in_dictionary) noexcept {
+    return write_made_text(writer, in_dictionary, [&](Held<NQU8String>& escaped) {
+        return escape_string(writer.strings, writer.pool, instance, escaped);
+    });
+}
+
+NQStatus write_data(JsonWriter& writer, InstanceHeader* instance, bool in_dictionary) noexcept {
+    return write_made_text(writer, in_dictionary, [&](Held<NQU8String>& encoded) {
+        const auto& data = *reinterpret_cast<NQData*>(instance);
+        NQStringApi* strings = writer.strings;
+        return strings->base64EncodeU8(strings, data.bytes, data.length, writer.pool, encoded.out(),
+                                       0, 0);
+    });
+}
+
+// The opening bracket of a container behind its key stands on a line of its own.
+NQStatus open_container(JsonWriter& writer, bool in_dictionary, std::string_view bracket) noexcept {
+    const bool has_lines = writer.prettyMode == 1;
+    const bool is_nested = writer.depth > 0;
+    if (is_nested && in_dictionary && has_lines) {
+        if (const NQStatus status = writer.write("\n")) return status;
+    }
+    if (const NQStatus status = writer.write(writer.currentIndent)) return status;
+    if (is_nested) {
+        if (const NQStatus status = writer.write(writer.bracketIndent)) return status;
+    }
+    if (const NQStatus status = writer.write(bracket)) return status;
+    if (has_lines) {
+        if (const NQStatus status = writer.write("\n")) return status;
+    }
+    if (NQU8String* indent = writer.currentIndent.get()) {
+        const NQU8String& unit = *writer.indentUnit.get();
+        if (const NQStatus status =
+                indent->methods->append(indent, unit.bytes, unit.length, NQ_ENCODING_UTF8)) {
+            return status;
+        }
+    }
+    ++writer.depth;
+    return NQ_STATUS_OK;
+}
+
+NQStatus end_element(JsonWriter& writer, bool is_last) noexcept {
+    if (!is_last) {
+        if (const NQStatus status = writer.write(",")) return status;
+    }
+    return writer.prettyMode == 1 ? writer.write("\n") : NQ_STATUS_OK;
+}
+
+void leave_level(JsonWriter& writer) noexcept {
+    --writer.depth;
+    NQU8String* indent = writer.currentIndent.get();
+    if (!indent || writer.indentWidth <= 0) return;
+    const auto width = static_cast<uint64_t>(writer.indentWidth);
+    indent->length -= indent->length < width ? indent->length : width;
+    indent->bytes[indent->length] = 0;
+}
+
+NQStatus close_container(JsonWriter& writer, std::string_view bracket) noexcept {
+    if (writer.depth > 0) {
+        if (const NQStatus status = writer.write(writer.bracketIndent)) return status;
+    }
+    return writer.write(bracket);
+}
+
+NQStatus write_array(JsonWriter& writer, InstanceHeader* instance, bool in_dictionary) noexcept {
+    const auto& array = *reinterpret_cast<NQArray*>(instance);
+    if (const NQStatus status = open_container(writer, in_dictionary, "[")) return status;
+    for (uint64_t i = 0; i < array.count; ++i) {
+        if (const NQStatus status = write_value(writer, false, array.elements[i])) return status;
+        if (const NQStatus status = end_element(writer, i + 1 == array.count)) return status;
+    }
+    leave_level(writer);
+    if (const NQStatus status = writer.write(writer.currentIndent)) return status;
+    return close_container(writer, "]");
+}
+
+NQStatus write_entry(JsonWriter& writer, NQDictionary* dictionary, NQU8String* key) noexcept {
+    InstanceHeader* value = nullptr;
+    // A value that cannot be had is written as null.
+    dictionary->get(dictionary, key, &value);
+    if (const NQStatus status = writer.write(writer.currentIndent)) return status;
+    if (const NQStatus status = writer.write("\"")) return status;
+    if (const NQStatus status = writer.write(text_of(*key))) return status;
+    if (const NQStatus status = writer.write(writer.prettyMode ? "\": " : "\":")) return status;
+    return write_value(writer, true, value);
+}
+
+// Unlike an array's, the closing brace has no indentation but `bracketIndent`: that is meant.
+NQStatus write_dictionary(JsonWriter& writer, InstanceHeader* instance,
+                          bool in_dictionary) noexcept {
+    auto* dictionary = reinterpret_cast<NQDictionary*>(instance);
+    Held<NQArray> keys;
+    if (const NQStatus status = dictionary->listKeys(dictionary, keys.out())) return status;
+    if (const NQStatus status = open_container(writer, in_dictionary, "{")) return status;
+    for (uint64_t i = 0; i < keys->count; ++i) {
+        auto* key = reinterpret_cast<NQU8String*>(keys->elements[i]);
+        if (const NQStatus status = write_entry(writer, dictionary, key)) return status;
+        if (const NQStatus status = end_element(writer, i + 1 == keys->count)) return status;
+    }
+    leave_level(writer);
+    return close_container(writer, "}");
+}
+
+struct Kind {
+    const char* type_name;
+    NQStatus (*write)(JsonWriter& writer, InstanceHeader* instance, bool in_dictionary) noexcept;
+};
+
+// The first type that the instance answers to decides.
+constexpr Kind kKinds[] = {
+    {"NQString", write_string},
+    {"NQU8String", write_string},
+    {"NQArray", write_array},
+    {"NQDictionary", write_dictionary},
+    {"NQBooleanInstance", write_boolean},
+    {"NQInt32Instance", write_number<NQInt32Instance>},
+    {"NQInt64Instance", write_number<NQInt64Instance>},
+    {"NQUInt32Instance", write_number<NQUInt32Instance>},
+    {"NQUInt64Instance", write_number<NQUInt64Instance>},
+    {"NQDoubleInstance", write_number<NQDoubleInstance>},
+    {"NQTimeInstance", write_time},
+    {"NQCalendarDateInstance", write_calendar_date},
+    {"NQDateTimeInstanceName", write_date_time},
+    {"NQCalendarDateTimeInstance", write_calendar_date_time},
+    {"NQData", write_data},
+};
+
+// A wrapped handle answers to the type of what it wraps, but only that has the type's fields.
+InstanceHeader* unwrapped(InstanceHeader* instance) noexcept {
+    const char* type_name = instance->typeName;
+    if (!type_name || strcmp(type_name, "NQHandleInstance") != 0) return instance;
+    return reinterpret_cast<InstanceHeader*>(reinterpret_cast<NQHandleInstance*>(instance)->inner);
+}
+
+}  // namespace
+
+NQStatus write_value(JsonWriter& writer, bool in_dictionary, InstanceHeader* instance) noexcept {
+    if (!instance) {
+        if (const NQStatus status = writer.indent_value(in_dictionary)) return status;
+        return writer.write("null");
+    }
+    for (const Kind& kind : kKinds) {
+        if (instance->isType(instance, kind.type_name)) {
+            return kind.write(writer, unwrapped(instance), in_dictionary);
+        }
+    }
+    return NQ_STATUS_UNSUPPORTED;
+}
+
+}  // namespace nq

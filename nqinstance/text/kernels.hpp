@@ -1,0 +1,77 @@
+#pragma once
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <span>
+
+#include "nqinstance/host/base.h"
+#include "nqinstance/text/utf_codec.hpp"
+
+namespace nq {
+
+// How far a conversion has come: what is left of the source and of the target, in bytes.
+struct Cursor {
+    const std::uint8_t* source;
+    std::uint64_t left;
+    std::uint8_t* target;
+    std::uint64_t room;
+};
+
+// The loops worth a SIMD body. The generic body defines the answer; every other body gives the
+// same result for every input, and touches nothing outside the given ranges.
+struct TextKernels {
+    const char* name;
+
+    // ASCII letters only, in place.
+    void (*to_upper)(std::uint8_t* text, std::size_t length) noexcept;
+    void (*to_lower)(std::uint8_t* text, std::size_t length) noexcept;
+
+    // The first index whose element fits, or the count. `find_unequal` compares two arrays;
+    // `find_pair` wants `first` at an index and `second` at `distance` past it, which is readable
+    // for each of the `positions`.
+    std::size_t (*find_other_byte)(const std::uint8_t* text, std::size_t length,
+                                   std::uint8_t value) noexcept;
+    std::size_t (*find_other_unit)(const NQChar* units, std::size_t count, NQChar value) noexcept;
+    std::size_t (*find_unequal)(const NQChar* a, const NQChar* b, std::size_t count) noexcept;
+    std::size_t (*find_nan)(const double* values, std::size_t count) noexcept;
+    std::size_t (*find_pair)(const std::uint8_t* text, std::size_t positions, std::size_t distance,
+                             std::uint8_t first, std::uint8_t second) noexcept;
+
+    // The UTF-8 bytes of all units.
+    std::uint64_t (*utf8_bytes)(const NQChar* units, std::size_t count) noexcept;
+
+    // Copies units with their bytes reversed; source and target may be the same, else apart.
+    void (*swap_units)(const std::uint8_t* source, std::uint8_t* target,
+                       std::size_t count) noexcept;
+
+    // Convert until the source is used up, the target is full or a character fails, and return
+    // that character's status with the cursor before it. To UTF-32 the room is a multiple of 4.
+    // From UTF-32 the source is; the UTF-16 form, with `pairs` or all units cut to 16 bits, may
+    // stop with one byte of room. Source and target are apart.
+    NQStatus (*utf8_to_utf32)(Cursor& cursor, ByteOrder out) noexcept;
+    NQStatus (*utf16_to_utf32)(Cursor& cursor, ByteOrder in, ByteOrder out) noexcept;
+    NQStatus (*utf32_to_utf8)(Cursor& cursor, ByteOrder in) noexcept;
+    NQStatus (*utf32_to_utf16)(Cursor& cursor, ByteOrder in, ByteOrder out, bool pairs) noexcept;
+};
+
+// The bodies this CPU can run, best first; the last is always the generic one.
+std::span<const TextKernels* const> text_kernel_bodies() noexcept;
+
+// The body in use; null until the first call that needs one. Choosing twice chooses the same.
+extern std::atomic<const TextKernels*> text_kernels_in_use;
+const TextKernels& choose_text_kernels() noexcept;
+
+inline const TextKernels& text_kernels() noexcept {
+    const TextKernels* chosen = text_kernels_in_use.load(std::memory_order_relaxed);
+    return chosen ? *chosen : choose_text_kernels();
+}
+
+// Below this many bytes a loop in the caller costs less than a call through the table.
+inline constexpr std::size_t kInlineBytes = 32;
+
+extern const TextKernels kGenericTextKernels;
+#if defined(__x86_64__)
+extern const TextKernels kAvx2TextKernels;
+#endif
+
+}  // namespace nq

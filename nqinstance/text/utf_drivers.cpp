@@ -1,0 +1,178 @@
+#include <string.h>
+
+#include <algorithm>
+
+#include "nqinstance/text/kernel_loops.hpp"
+#include "nqinstance/text/utf.h"
+
+namespace nq {
+namespace {
+
+// A routine of the library's own, which a block conversion can stand for.
+enum class Form : uint8_t { unknown, utf8, utf16, utf16_cut, utf32 };
+
+struct Routine {
+    Form form;
+    ByteOrder order;
+};
+
+Routine recognise(NQUtfReader reader) noexcept {
+    if (reader == UTF8_UTF32) return {Form::utf8, ByteOrder::little};
+    if (reader == UTF16_UTF32) return {Form::utf16, ByteOrder::big};
+    if (reader == UTF16_UTF32_SWAP) return {Form::utf16, ByteOrder::little};
+    if (reader == COPY_UTF32b) return {Form::utf32, ByteOrder::big};
+    if (reader == COPY_UTF32b_SWAP) return {Form::utf32, ByteOrder::little};
+    return {Form::unknown, ByteOrder::little};
+}
+
+Routine recognise(NQUtfWriter writer) noexcept {
+    if (writer == UTF32_UTF8) return {Form::utf8, ByteOrder::little};
+    if (writer == UTF32_UTF16) return {Form::utf16_cut, ByteOrder::little};
+    if (writer == UTF32_UTF16_SWAP) return {Form::utf16_cut, ByteOrder::big};
+    if (writer == UTF32_UTF16s) return {Form::utf16, ByteOrder::little};
+    if (writer == UTF32_UTF16s_SWAP) return {Form::utf16, ByteOrder::big};
+    if (writer == COPY_UTF32) return {Form::utf32, ByteOrder::big};
+    if (writer == COPY_UTF32_SWAP) return {Form::utf32, ByteOrder::little};
+    return {Form::unknown, ByteOrder::little};
+}
+
+bool overlap(const Cursor& cursor) noexcept {
+    const auto source = reinterpret_cast<uintptr_t>(cursor.source);
+    const auto target = reinterpret_cast<uintptr_t>(cursor.target);
+    return target - source < cursor.left || source - target < cursor.room;
+}
+
+void copy_units(Cursor& cursor, ByteOrder in, ByteOrder out) noexcept {
+    const uint64_t units = std::min(cursor.left, cursor.room) / 4;
+    if (units == 0) return;
+    if (in == out) {
+        memcpy(cursor.target, cursor.source, 4 * units);
+    } else {
+        text_kernels().swap_units(cursor.source, cursor.target, units);
+    }
+    loops::advance(cursor, 4 * units, 4 * units);
+}
+
+// The block conversions. The count of code points bounds the output before the capacity that
+// shrinks with the source does: none of these readers takes more than 4 bytes for one.
+NQStatus to_utf32(Cursor& cursor, Routine reader, ByteOrder out) noexcept {
+    switch (reader.form) {
+        case Form::utf8:
+            return text_kernels().utf8_to_utf32(cursor, out);
+        case Form::utf16:
+            return text_kernels().utf16_to_utf32(cursor, reader.order, out);
+        default:
+            copy_units(cursor, reader.order, out);
+            if (cursor.left && cursor.room) {
+                const NQChar last = load32_padded(cursor.source, cursor.left, reader.order);
+                store32(cursor.target, last, out);
+                loops::advance(cursor, cursor.left, 4);
+            }
+            return NQ_STATUS_OK;
+    }
+}
+
+NQStatus from_utf32(Cursor& cursor, ByteOrder in, Routine writer) noexcept {
+    switch (writer.form) {
+        case Form::utf8:
+            return text_kernels().utf32_to_utf8(cursor, in);
+        case Form::utf32:
+            copy_units(cursor, in, writer.order);
+            return cursor.left && cursor.room ? NQ_STATUS_BUFFER_TOO_SMALL : NQ_STATUS_OK;
+        default:
+            return text_kernels().utf32_to_utf16(cursor, in, writer.order,
+                                                 writer.form == Form::utf16);
+    }
+}
+
+// The rules as they are stated, for routines of the caller's and for texts that overlap. Return
+// the bytes produced.
+uint64_t read_each(Cursor at, NQUtfReader reader, NQUtfWriter writer, uint64_t capacity,
+                   NQStatus* status) noexcept {
+    uint64_t produced = 0;
+    while (at.left && at.room) {
+        NQChar code_point = 0;
+        uint64_t consumed = 0;
+        uint64_t written = 0;
+        *status = reader(at.source, at.left, &code_point, &consumed);
+        if (*status) break;
+        const uint64_t taken = std::min(consumed, at.left);
+        *status = writer(code_point, at.target, capacity, &written);
+        if (*status) break;
+        capacity -= consumed;
+        loops::advance(at, taken, 4);
+        produced += 4;
+    }
+    return produced;
+}
+
+// Only the bytes of the unit that there is room for are stored.
+NQStatus write_within(NQUtfWriter writer, Form form, NQChar code_point, uint8_t* target,
+                      uint64_t room, uint64_t* written) noexcept {
+    if (room >= 2 || (form != Form::utf16 && form != Form::utf16_cut)) {
+        return writer(code_point, target, room, written);
+    }
+    uint8_t unit[2];
+    const NQStatus status = writer(code_point, unit, room, written);
+    if (!status) *target = unit[0];
+    return status;
+}
+
+uint64_t write_each(Cursor at, NQUtfReader reader, NQUtfWriter writer, NQStatus* status) noexcept {
+    const Form form = recognise(writer).form;
+    uint64_t produced = 0;
+    while (at.left && at.room) {
+        NQChar code_point = 0;
+        uint64_t consumed = 0;
+        uint64_t written = 0;
+        reader(at.source, 4, &code_point, &consumed);
+        *status = write_within(writer, form, code_point, at.target, at.room, &written);
+        if (*status) break;
+        loops::advance(at, 4, std::min(written, at.room));
+        produced += written;
+    }
+    return produced;
+}
+
+void report(uint64_t* place, uint64_t count) noexcept {
+    if (place) *place = count;
+}
+
+}  // namespace
+}  // namespace nq
+
+NQStatus ConvertToUTF32(const uint8_t* source, uint64_t sourceBytes, uint8_t* target,
+                        uint64_t capacity, uint64_t* produced, NQUtfReader reader,
+                        NQUtfWriter writer) noexcept {
+    nq::Cursor cursor{source, sourceBytes, target, capacity / 4 * 4};
+    NQStatus status = NQ_STATUS_OK;
+    uint64_t bytes = 0;
+    const nq::Routine from = nq::recognise(reader);
+    const nq::Routine to = nq::recognise(writer);
+    if (from.form == nq::Form::unknown || to.form != nq::Form::utf32 || nq::overlap(cursor)) {
+        bytes = nq::read_each(cursor, reader, writer, capacity, &status);
+    } else {
+        status = nq::to_utf32(cursor, from, to.order);
+        bytes = capacity / 4 * 4 - cursor.room;
+    }
+    nq::report(produced, bytes);
+    return status;
+}
+
+NQStatus ConvertFromUTF32(const uint8_t* source, uint64_t sourceBytes, uint8_t* target,
+                          uint64_t capacity, uint64_t* produced, NQUtfWriter writer,
+                          NQUtfReader reader) noexcept {
+    nq::Cursor cursor{source, sourceBytes / 4 * 4, target, capacity};
+    NQStatus status = NQ_STATUS_OK;
+    uint64_t bytes = 0;
+    const nq::Routine from = nq::recognise(reader);
+    const nq::Routine to = nq::recognise(writer);
+    if (from.form == nq::Form::utf32 && to.form != nq::Form::unknown && !nq::overlap(cursor)) {
+        status = nq::from_utf32(cursor, from.order, to);
+        bytes = capacity - cursor.room;
+    }
+    // What is left is less than a unit's room for the blocks, or all of it for other routines.
+    if (!status) bytes += nq::write_each(cursor, reader, writer, &status);
+    nq::report(produced, bytes);
+    return status;
+}
