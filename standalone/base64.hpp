@@ -1,0 +1,19 @@
+#pragma once
+#include <cstdint>
+
+namespace nq {
+
+// The two alphabets of RFC 4648; both encodings are padded.
+enum class Base64Alphabet { kStandard, kUrlSafe };
+
+// The length of the text that `bytes` bytes become; UINT64_MAX when it does not fit 64 bits.
+constexpr uint64_t base64_length(uint64_t bytes) noexcept {
+    const uint64_t groups = bytes / 3 + (bytes % 3 != 0);
+    return groups > UINT64_MAX / 4 ? UINT64_MAX : groups * 4;
+}
+
+// Writes base64_length(length) characters to `out`, without a terminator.
+void encode_base64(const uint8_t* bytes, uint64_t length, Base64Alphabet alphabet,
+                   uint8_t* out) noexcept;
+
+}  // namespace nq

@@ -1,0 +1,107 @@
+#include "standalone/messages.hpp"
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+
+#include "standalone/format.hpp"
+#include "standalone/statuses.hpp"
+
+namespace nq {
+namespace {
+
+struct Message {
+    NQStatus code;
+    std::string_view text;
+};
+
+// Sorted by code.
+constexpr Message kMessages[] = {
+    {NQ_STATUS_OK, "No error."},
+    {NQ_STATUS_NO_MEMORY, "There is not enough memory."},
+    {NQ_STATUS_INVALID_ARGUMENT, "An argument is missing or not valid."},
+    {NQ_STATUS_UNSUPPORTED, "The object does not support the operation."},
+    {NQ_STATUS_NO_SERVICE, "A service of the host is not available."},
+    {NQ_STATUS_NO_EXTENSION, "An extension could not be loaded."},
+
+    {NQ_HOST_STATUS_NOT_FOUND, "The file does not exist."},
+    {NQ_HOST_STATUS_IS_DIRECTORY, "The name is that of a directory."},
+    {NQ_HOST_STATUS_ACCESS_DENIED, "The file may not be read."},
+    {NQ_HOST_STATUS_OPEN_ERROR, "The file cannot be opened."},
+    {NQ_HOST_STATUS_READ_ERROR, "An error occurred while the file was read."},
+    {NQ_HOST_STATUS_UNKNOWN_ENCODING, "The encoding is not known."},
+    {NQ_HOST_STATUS_JSON_SYNTAX, "The JSON text has a syntax error."},
+    {NQ_HOST_STATUS_JSON_NUMBER, "The JSON text holds a number that is out of range."},
+    {NQ_HOST_STATUS_JSON_ENCODING, "The JSON text is not valid UTF-8."},
+    {NQ_HOST_STATUS_JSON_TOO_DEEP, "The JSON text is nested too deep."},
+    {NQ_HOST_STATUS_JSON_TOO_LARGE, "The JSON text is too large."},
+    {NQ_HOST_STATUS_UNKNOWN_HANDLE, "No handle is registered under the name."},
+    {NQ_HOST_STATUS_DUPLICATE_HANDLE, "A handle is registered under the name already."},
+    {NQ_HOST_STATUS_UNKNOWN_OPTION, "The option is not set."},
+    {NQ_HOST_STATUS_UNKNOWN_KEY, "The dictionary does not have the key."},
+
+    {NQ_STATUS_BUFFER_TOO_SMALL, "The buffer is too small."},
+    {NQ_STATUS_MALFORMED, "Malformed text was replaced by U+FFFD."},
+    {NQ_STATUS_UNCONVERTIBLE, "The file holds bytes that are not valid UTF-8."},
+    {NQ_STATUS_TRUNCATED, "The text ends inside a character."},
+    {NQ_STATUS_UNKNOWN_JUSTIFICATION, "The justification mode is not known."},
+    {NQ_STATUS_NO_LOCALE, "No locale was given."},
+    {NQ_STATUS_END_OF_FILE, "The end of the file was reached."},
+
+    {NQ_STATUS_UNCLOSED_SECTION, "The section header has no closing bracket."},
+    {NQ_STATUS_MISSING_EQUALS, "The line has no equals sign."},
+
+    {0x8bbff858, "The value cannot be converted to the type that is checked."},
+    {0x8bbff887, "The definition has no \"dataType\"."},
+    {0x8bbff889, "The \"values\" of the definition are not an array."},
+    {0x8bbff88a, "The \"dataType\" of the definition is not known."},
+    {0x8bbff88b, "An entry of \"expectedTypes\" has the \"dataType\" \"instance\"."},
+    {0x8bbff898, "A range in \"values\" has no \"min\"."},
+    {0x8bbff899, "A range in \"values\" has no \"max\"."},
+    {0x8bbff89a, "The value is not of the type that the definition asks for."},
+    {0x8bbff89f, "The value is out of bounds."},
+    {0x8bbff8a0, "The value is not one of those that the definition accepts."},
+    {0x8bbff8aa, "The value %lld is less than the minimum %lld."},
+    {0x8bbff8ab, "The value %llu is less than the minimum %llu."},
+    {0x8bbff8ac, "The value %.15g is less than the minimum %.15g."},
+    {0x8bbff8ad, "The value %lld is greater than the maximum %lld."},
+    {0x8bbff8ae, "The value %llu is greater than the maximum %llu."},
+    {0x8bbff8af, "The value %.15g is greater than the maximum %.15g."},
+    {0x8bbff8b0, "The value %lld is not one of those that the definition accepts."},
+    {0x8bbff8b1, "The value %llu is not one of those that the definition accepts."},
+    {0x8bbff8b2, "The value %.15g is not one of those that the definition accepts."},
+    {0x8bbff8cb, "The definition is not a dictionary."},
+};
+
+constexpr bool is_before(const Message& a, const Message& b) noexcept { return a.code < b.code; }
+constexpr bool is_sorted() noexcept {
+    for (std::size_t i = 1; i != std::size(kMessages); ++i) {
+        if (!is_before(kMessages[i - 1], kMessages[i])) return false;
+    }
+    return true;
+}
+static_assert(is_sorted(), "the codes are not in ascending order");
+
+}  // namespace
+
+std::string_view message_text(NQStatus code) noexcept {
+    const Message* found =
+        std::lower_bound(std::begin(kMessages), std::end(kMessages), Message{code, {}}, is_before);
+    if (found == std::end(kMessages) || found->code != code) return {};
+    return found->text;
+}
+
+NQStatus format_message(NQStatus code, va_list arguments, std::string& out) noexcept {
+    std::string_view text = message_text(code);
+    std::array<char, 32> unknown{"Status 0x"};
+    if (text.empty()) {
+        constexpr std::size_t kDigitsAt = 9;
+        const auto end =
+            std::to_chars(unknown.begin() + kDigitsAt, unknown.end() - 1, code, 16).ptr;
+        *end = '.';
+        text = {unknown.data(), static_cast<std::size_t>(end + 1 - unknown.data())};
+    }
+    return format_utf8(text, arguments, out);
+}
+
+}  // namespace nq
