@@ -1,0 +1,35 @@
+#!/bin/sh
+# Installs the packages that building and testing need, if any is missing.
+set -eu
+
+packages="g++ clang-14 libclang-rt-14-dev cmake ninja-build python3 file
+libgtest-dev libbenchmark-dev libicu-dev libsimdjson-dev libcli11-dev"
+# Their configuration files are read by tests.
+packages="$packages systemd hicolor-icon-theme libkf5kdelibs4support-data"
+
+missing=""
+if command -v dpkg-query >/dev/null 2>&1; then
+    for package in $packages; do
+        state=$(dpkg-query -W -f '${Status}' "$package" 2>/dev/null || true)
+        [ "$state" = "install ok installed" ] || missing="$missing $package"
+    done
+    [ -n "$missing" ] || exit 0
+fi
+
+if ! command -v apt-get >/dev/null 2>&1; then
+    echo "This set-up knows Debian's packages only. Install what they hold and run again:" >&2
+    echo $packages >&2
+    exit 1
+fi
+
+echo "Installing:$missing"
+as_root=""
+if [ "$(id -u)" -ne 0 ]; then
+    if ! command -v sudo >/dev/null 2>&1; then
+        echo "Installing packages needs root; run this once as root: apt-get install$missing" >&2
+        exit 1
+    fi
+    as_root="sudo"
+fi
+$as_root apt-get update -qq
+$as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends $missing

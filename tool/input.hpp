@@ -1,0 +1,22 @@
+#pragma once
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace nq::tool {
+
+// Reads the whole named file, or the standard input for "-", into `bytes`. 0, or the errno value
+// of what failed.
+int read_whole(const std::string& name, std::string& bytes);
+
+// Both from 1. Lines end where the configuration reader ends them; a column is a character.
+struct TextPosition {
+    uint64_t line = 1;
+    uint64_t column = 1;
+};
+
+// Where the first byte sequence begins that is not UTF-8, if there is one.
+std::optional<TextPosition> find_malformed(std::string_view bytes) noexcept;
+
+}  // namespace nq::tool

@@ -1,0 +1,120 @@
+#include "tool/output.hpp"
+
+#include <fcntl.h>
+#include <signal.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+
+#include "tool/report.hpp"
+
+namespace nq::tool {
+namespace {
+
+constexpr int kEndingSignals[] = {SIGHUP, SIGINT, SIGTERM};
+
+// What a signal that ends the program has to remove first. An output owns the text.
+std::atomic<const char*> doomed_file{nullptr};
+
+void remove_and_end(int signal_number) {
+    if (const char* path = doomed_file.load()) unlink(path);
+    raise(signal_number);  // the handler is gone already, so this ends the program
+}
+
+void watch_signals() noexcept {
+    for (const int signal_number : kEndingSignals) {
+        struct sigaction action;
+        if (sigaction(signal_number, nullptr, &action) != 0) continue;
+        if (action.sa_handler == SIG_IGN) continue;  // as under nohup
+        action.sa_handler = remove_and_end;
+        action.sa_flags = static_cast<int>(SA_RESETHAND | SA_NODEFER);
+        sigaction(signal_number, &action, nullptr);
+    }
+}
+
+mode_t current_umask() noexcept {
+    const mode_t mask = umask(0);
+    umask(mask);
+    return mask;
+}
+
+}  // namespace
+
+bool Output::fail(int error_number) const {
+    if (error_number != EPIPE) report_error_number(shown_name_, error_number);
+    return false;
+}
+
+bool Output::open(const std::string& name) {
+    if (name == "-") {
+        shown_name_ = "<stdout>";
+        // A duplicate, so that closing it can tell of a write that came to nothing.
+        file_ = Descriptor(fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 3));
+        return file_ || fail(errno);
+    }
+    shown_name_ = name;
+    path_ = name;
+    if (name.empty()) return fail(ENOENT);
+    struct stat status;
+    if (stat(name.c_str(), &status) != 0) {
+        if (errno != ENOENT) return fail(errno);
+        return open_temporary(0666 & ~current_umask());
+    }
+    if (!S_ISREG(status.st_mode)) {
+        path_.clear();
+        file_ = Descriptor(::open(name.c_str(), O_WRONLY | O_CLOEXEC));
+        return file_ || fail(errno);
+    }
+    if (access(name.c_str(), W_OK) != 0) return fail(errno);
+    // What a symbolic link points to is replaced, not the link.
+    std::error_code error;
+    const std::filesystem::path target = std::filesystem::canonical(name, error);
+    if (error) return fail(error.value());
+    path_ = target;
+    return open_temporary(status.st_mode & 07777);
+}
+
+bool Output::open_temporary(unsigned mode) {
+    temporary_ = std::filesystem::path(path_).replace_filename(".nqtool.XXXXXX");
+    watch_signals();
+    file_ = Descriptor(mkostemp(temporary_.data(), O_CLOEXEC));
+    if (!file_) {
+        const int error_number = errno;
+        temporary_.clear();
+        return fail(error_number);
+    }
+    doomed_file = temporary_.c_str();
+    return fchmod(file_.get(), mode) == 0 || fail(errno);
+}
+
+bool Output::write(std::string_view text) {
+    while (!text.empty()) {
+        const ssize_t count = ::write(file_.get(), text.data(), text.size());
+        if (count < 0 && errno == EINTR) continue;
+        if (count < 0) return fail(errno);
+        text.remove_prefix(static_cast<std::size_t>(count));
+    }
+    return true;
+}
+
+bool Output::commit() {
+    if (file_.close() != 0) return fail(errno);
+    if (temporary_.empty()) return true;
+    if (std::rename(temporary_.c_str(), path_.c_str()) != 0) return fail(errno);
+    doomed_file = nullptr;
+    temporary_.clear();
+    return true;
+}
+
+void Output::discard() noexcept {
+    if (temporary_.empty()) return;
+    unlink(temporary_.c_str());
+    doomed_file = nullptr;
+}
+
+}  // namespace nq::tool

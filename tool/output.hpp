@@ -1,0 +1,37 @@
+#pragma once
+#include <string>
+#include <string_view>
+
+#include "tool/descriptor.hpp"
+
+namespace nq::tool {
+
+// Where a run's text goes: the standard output for "-", else a file. A regular file takes its new
+// content only when the whole run went well: until then the text goes to a hidden file beside it,
+// which a failed run removes. A device or a pipe is written directly.
+//
+// Every operation that fails has reported why, except that a reader who went away is no news.
+class Output {
+  public:
+    Output() noexcept = default;
+    Output(const Output&) = delete;
+    Output& operator=(const Output&) = delete;
+    ~Output() { discard(); }
+
+    bool open(const std::string& name);
+    bool write(std::string_view text);
+    // Ends the output; a regular file has its new content from now on.
+    bool commit();
+
+  private:
+    bool open_temporary(unsigned mode);
+    bool fail(int error_number) const;
+    void discard() noexcept;
+
+    std::string shown_name_;
+    std::string path_;       // the regular file that is to be replaced, or empty
+    std::string temporary_;  // holds the text until then, or empty
+    Descriptor file_;
+};
+
+}  // namespace nq::tool
