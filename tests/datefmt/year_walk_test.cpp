@@ -1,0 +1,73 @@
+#include "nqinstance/datefmt/year_walk.hpp"
+
+#include <gtest/gtest.h>
+
+#include <climits>
+#include <cstdlib>
+#include <iostream>
+#include <random>
+#include <string>
+
+namespace {
+
+// The written rule on the year as it stands after wrapping.
+int length_of(std::int32_t year) {
+    return (year % 4 == 0 && year % 100 != 0) || year % 400 == 0 ? 366 : 365;
+}
+
+std::int32_t year_after(std::int32_t year) { return year == INT_MAX ? INT_MIN : year + 1; }
+
+class YearWalkBody : public testing::TestWithParam<const nq::YearWalkBody*> {};
+
+// Each number of days up to `limit` from the first of `start`, against a counter of days.
+void check_all_days(const nq::YearWalkBody& body, std::int32_t start, std::int64_t limit) {
+    std::int32_t year = start;
+    std::int64_t left = 0;
+    for (std::int64_t days = 0; days < limit; ++days) {
+        const nq::YearWalk end = nq::finish_walk(body.walk({.days_left = days, .year = start}));
+        ASSERT_EQ(end.year, year) << body.name << ": " << days << " days from " << start;
+        ASSERT_EQ(end.days_left, left) << body.name << ": " << days << " days from " << start;
+        if (++left == length_of(year)) {
+            left = 0;
+            year = year_after(year);
+        }
+    }
+}
+
+}  // namespace
+
+TEST_P(YearWalkBody, EveryDayFromTheEpoch) { check_all_days(*GetParam(), 1960, 200000); }
+
+TEST_P(YearWalkBody, EveryStartWithinACycle) {
+    for (std::int32_t start = 1600; start < 2000; ++start) check_all_days(*GetParam(), start, 3000);
+}
+
+TEST_P(YearWalkBody, YearsWrapAndAreJudgedAsTheyStand) {
+    for (std::int32_t start = INT_MAX - 40; start > 0; start = year_after(start)) {
+        check_all_days(*GetParam(), start, 20000);
+    }
+    check_all_days(*GetParam(), INT_MIN, 150000);
+    check_all_days(*GetParam(), -900, 400000);
+}
+
+TEST_P(YearWalkBody, DaysBeforeTheStartStayThere) {
+    for (const std::int64_t days : {INT64_MIN, INT64_C(-4294967296), INT64_C(-366), INT64_C(-1)}) {
+        const nq::YearWalk end = nq::finish_walk(GetParam()->walk({.days_left = days, .year = 7}));
+        EXPECT_EQ(end.year, 7);
+        EXPECT_EQ(end.days_left, days);
+    }
+}
+
+TEST_P(YearWalkBody, RandomStartsMatchTheRule) {
+    const char* text = std::getenv("SEED");
+    const unsigned seed = text ? static_cast<unsigned>(std::stoul(text)) : std::random_device{}();
+    std::cout << "SEED=" << seed << '\n';
+    std::mt19937 random(seed);
+    std::uniform_int_distribution<std::int32_t> any_year(INT_MIN, INT_MAX);
+    for (int i = 0; i < 60; ++i) check_all_days(*GetParam(), any_year(random), 12000);
+}
+
+INSTANTIATE_TEST_SUITE_P(, YearWalkBody,
+                         testing::ValuesIn(nq::year_walk_bodies().begin(),
+                                           nq::year_walk_bodies().end()),
+                         [](const auto& body) { return std::string(body.param->name); });

@@ -1,0 +1,243 @@
+// Failing host calls: the status, and what is in the output and left behind afterwards.
+#include "tests/json/json_fixture.hpp"
+
+using namespace nq::test;
+
+namespace {
+
+constexpr NQStatus kPlanned = 0x8abc1234u;
+
+class JsonFailure : public JsonFixture {
+  protected:
+    NQCharInstance* character() { return made(api()->createNQChar(api(), pool(), 'c', &status)); }
+
+    // Converts into a fresh string and into the caller's, by both entries, while the n-th call of
+    // a kind fails. All report `expected`. The text that the caller's string ends with.
+    std::string failing(Item item, Call call, std::uint64_t n, NQStatus expected = kPlanned) {
+        const HostState before = host.state();
+        std::string kept;
+        for (const bool with_strings : {false, true}) {
+            for (const bool is_fresh : {true, false}) {
+                host.plan().clear();
+                // A fresh string takes a creation of its own, which comes before the others in
+                // the one entry and after the indentation in the other.
+                const bool counts = call == Call::kCreateFromUtf8 && is_fresh;
+                host.plan().fail(call, n + (counts ? 1 : 0), kPlanned);
+                out = is_fresh ? nullptr : host.string("kept: ");
+                EXPECT_EQ(with_strings ? to_json2(item, kPretty, 0) : to_json(item), expected);
+                if (is_fresh) {
+                    EXPECT_EQ(out, nullptr);
+                } else {
+                    const std::string text = take_out();
+                    if (with_strings) {
+                        EXPECT_EQ(text, kept);
+                    }
+                    kept = text;
+                }
+                EXPECT_EQ(host.state(), before);
+            }
+        }
+        host.plan().clear();
+        release(item.instance);
+        EXPECT_EQ(kept.substr(0, 6), "kept: ");
+        return kept.substr(std::min<std::size_t>(kept.size(), 6));
+    }
+};
+
+}  // namespace
+
+TEST_F(JsonFailure, ExtensionThatCannotBeLoaded) {
+    host.plan().clear();
+    host.plan().fail(Call::kLoadExtension, 0, kPlanned);
+    EXPECT_EQ(to_json(nullptr), NQ_STATUS_NO_EXTENSION);
+    EXPECT_EQ(out, nullptr);
+    EXPECT_EQ(host.plan().calls(Call::kAlloc), 0u);
+    EXPECT_EQ(host.plan().calls(Call::kCreateFromUtf8), 0u);
+    host.plan().clear();
+    // The other entry has its service from the caller.
+    EXPECT_EQ(to_json2(nullptr, kPretty, 0), NQ_STATUS_OK);
+    EXPECT_EQ(host.plan().calls(Call::kLoadExtension), 0u);
+    take_out();
+}
+
+TEST_F(JsonFailure, ExtensionIsHeldForTheCallAlone) {
+    json(nullptr);
+    EXPECT_EQ(host.plan().calls(Call::kLoadExtension), 1u);
+    EXPECT_EQ(host.plan().calls(Call::kReleaseExtension), 1u);
+}
+
+TEST_F(JsonFailure, NoMemoryForTheWriter) {
+    const HostState before = host.state();
+    host.plan().clear();
+    host.plan().fail(Call::kAlloc, 0, NQ_STATUS_NO_MEMORY, true);
+    EXPECT_EQ(to_json(nullptr), NQ_STATUS_NO_MEMORY);
+    EXPECT_EQ(out, nullptr);
+    // The one entry had made its string by then, the other had not.
+    EXPECT_EQ(host.plan().calls(Call::kCreateFromUtf8), 1u);
+    EXPECT_EQ(to_json2(nullptr, kPretty, 0), NQ_STATUS_NO_MEMORY);
+    EXPECT_EQ(out, nullptr);
+    EXPECT_EQ(host.plan().calls(Call::kCreateFromUtf8), 1u);
+    EXPECT_EQ(host.plan().calls(Call::kCreateWithCapacity), 0u);
+    EXPECT_EQ(host.state(), before);
+
+    out = host.string("kept");
+    EXPECT_EQ(to_json(nullptr), NQ_STATUS_NO_MEMORY);
+    EXPECT_EQ(to_json2(nullptr, kPretty, 0), NQ_STATUS_NO_MEMORY);
+    EXPECT_EQ(take_out(), "kept");
+}
+
+TEST_F(JsonFailure, FreshStringThatCannotBeMade) {
+    const HostState before = host.state();
+    for (const bool with_strings : {false, true}) {
+        host.plan().clear();
+        host.plan().fail(Call::kCreateFromUtf8, 0, kPlanned);
+        EXPECT_EQ(with_strings ? to_json2(nullptr, kPretty, 0) : to_json(nullptr), kPlanned);
+        EXPECT_EQ(out, nullptr);
+        EXPECT_EQ(host.state(), before);
+    }
+}
+
+TEST_F(JsonFailure, IndentationThatCannotBeMade) {
+    for (const std::uint64_t n : {0u, 1u, 2u}) {
+        EXPECT_EQ(failing(nullptr, Call::kCreateWithCapacity, n), "");
+    }
+}
+
+TEST_F(JsonFailure, UnknownKindStopsWithTheTextSoFar) {
+    // Nothing of the element itself, not even its indentation.
+    EXPECT_EQ(failing(character(), Call::kGetOption, 0, NQ_STATUS_UNSUPPORTED), "");
+    EXPECT_EQ(failing(host.array({number(1), character(), number(2)}), Call::kGetOption, 0,
+                      NQ_STATUS_UNSUPPORTED),
+              "[\n    1,\n");
+    EXPECT_EQ(
+        failing(host.dictionary({{"k", character()}}), Call::kGetOption, 0, NQ_STATUS_UNSUPPORTED),
+        "{\n    \"k\": ");
+}
+
+TEST_F(JsonFailure, FirstFailureWinsOverTheOutputs) {
+    host.plan().clear();
+    host.plan().fail(Call::kStringAppend, 0, kPlanned, true);
+    NQArray* array = host.array({character()});
+    // Without indentation nothing is appended before the text so far is handed over.
+    EXPECT_EQ(to_json2(array, kPretty, -1), NQ_STATUS_UNSUPPORTED);
+    EXPECT_EQ(out, nullptr);
+    host.plan().clear();
+    release(array);
+}
+
+TEST_F(JsonFailure, StringsThatCannotBeCopied) {
+    EXPECT_EQ(failing(host.array({host.string("a"), host.string("b")}), Call::kCreateFromUtf8, 1),
+              "[\n    \"a\",\n    \"");
+    EXPECT_EQ(failing(host.array({host.text(u8"a"), host.text(u8"b")}), Call::kCopyText, 1),
+              "[\n    \"a\",\n    \"");
+}
+
+TEST_F(JsonFailure, StringsThatCannotBeEscaped) {
+    EXPECT_EQ(failing(host.array({host.string("a\n"), host.string("b\n")}), Call::kStringInsert, 1),
+              "[\n    \"a\\n\",\n    \"");
+    EXPECT_EQ(failing(host.text(u8"b\n"), Call::kStringInsert, 0), "\"");
+}
+
+TEST_F(JsonFailure, DataThatCannotBeEncoded) {
+    EXPECT_EQ(failing(host.array({data("f"), data("f")}), Call::kBase64, 1),
+              "[\n    \"Zg==\",\n    \"");
+}
+
+TEST_F(JsonFailure, NumbersThatCannotBeFormatted) {
+    EXPECT_EQ(failing(host.array({number(1), number(2)}), Call::kFormatToBuffer, 1),
+              "[\n    1,\n    ");
+}
+
+TEST_F(JsonFailure, DatesThatCannotBeFormatted) {
+    const auto after_one = [&](auto create) {
+        return failing(host.array({create(api(), pool(), &status)}), Call::kFormatToBuffer, 0);
+    };
+    EXPECT_EQ(after_one(api()->createTime), "[\n    \"");
+    EXPECT_EQ(after_one(api()->createCalendarDate), "[\n    ");
+    // This one is formatted before its indentation is written.
+    EXPECT_EQ(after_one(api()->createCalendarDateTime), "[\n");
+    EXPECT_EQ(failing(host.array({made(api()->createDateTime(api(), pool(), 0, &status))}),
+                      Call::kFormatToBuffer, 0),
+              "[\n    ");
+}
+
+TEST_F(JsonFailure, DoubleTooLongForTheBuffer) {
+    out = host.string("kept: ");
+    NQArray* array =
+        host.array({made(api()->createDouble(api(), pool(), 1e300, &status)), number(1)});
+    EXPECT_EQ(to_json2(array, kCompact, 0), NQ_STATUS_BUFFER_TOO_SMALL);
+    EXPECT_EQ(take_out(), "kept: [");
+    release(array);
+}
+
+TEST_F(JsonFailure, KeysThatCannotBeListed) {
+    // A dictionary is not opened then, but its line is not begun either.
+    EXPECT_EQ(failing(host.dictionary({{"k", host.dictionary()}}), Call::kListKeys, 0), "");
+    EXPECT_EQ(failing(host.dictionary({{"k", host.dictionary()}}), Call::kListKeys, 1),
+              "{\n    \"k\": ");
+}
+
+TEST_F(JsonFailure, ValueThatCannotBeHadIsNull) {
+    NQDictionary* dictionary = host.dictionary({{"a", number(1)}, {"b", number(2)}});
+    host.plan().clear();
+    host.plan().fail(Call::kDictionaryGet, 0, kPlanned);
+    EXPECT_EQ(to_json2(dictionary, kCompact, 0), NQ_STATUS_OK);
+    EXPECT_EQ(take_out(), R"({"a":null,"b":2})");
+    host.plan().clear();
+    release(dictionary);
+}
+
+TEST_F(JsonFailure, EveryAppendInTurn) {
+    NQDictionary* tree =
+        host.dictionary({{"a", host.array({number(1), host.string("x\ty"), data("foo")})},
+                         {"b", host.dictionary({{"c", nullptr}})},
+                         {"d", made(api()->createCalendarDateTime(api(), pool(), &status))},
+                         {"e", host.string(std::string(5000, '"'))}});
+    EXPECT_EQ(to_json(tree), NQ_STATUS_OK);
+    const std::string whole = take_out();
+    const HostState before = host.state();
+    for (std::uint64_t n = 0;; ++n) {
+        for (const bool is_fresh : {true, false}) {
+            host.plan().clear();
+            host.plan().fail(Call::kStringAppend, n, kPlanned);
+            out = is_fresh ? nullptr : host.string("");
+            const NQStatus result = to_json(tree);
+            if (result == NQ_STATUS_OK) {
+                // As many appends as there are went well.
+                EXPECT_GE(n, 10u);
+                EXPECT_EQ(take_out(), is_fresh ? whole : whole.substr(0, whole.size() - 1));
+                if (!is_fresh) {
+                    host.plan().clear();
+                    release(tree);
+                    return;
+                }
+                continue;
+            }
+            ASSERT_EQ(result, kPlanned) << n;
+            if (is_fresh) {
+                ASSERT_EQ(out, nullptr) << n;
+            } else {
+                const std::string kept = take_out();
+                ASSERT_EQ(kept, whole.substr(0, kept.size())) << n;
+            }
+            ASSERT_EQ(host.state(), before) << n;
+        }
+    }
+}
+
+TEST_F(JsonFailure, FinalLineFeedThatCannotBeWritten) {
+    // A text as long as what is gathered before it is appended: the line feed goes alone.
+    for (std::size_t length = 1000; length < 1040; ++length) {
+        NQU8String* text = host.string(std::string(length, 'x'));
+        host.plan().clear();
+        EXPECT_EQ(to_json(text), NQ_STATUS_OK);
+        const std::uint64_t appends = host.plan().calls(Call::kStringAppend);
+        take_out();
+        host.plan().clear();
+        host.plan().fail(Call::kStringAppend, appends - 1, kPlanned);
+        EXPECT_EQ(to_json(text), kPlanned);
+        EXPECT_EQ(out, nullptr);
+        host.plan().clear();
+        release(text);
+    }
+}

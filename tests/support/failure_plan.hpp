@@ -1,0 +1,127 @@
+#pragma once
+#include <array>
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <mutex>
+#include <span>
+#include <vector>
+
+#include "nqinstance/host/base.h"
+
+namespace nq::test {
+
+// Every call that the library can make to its host and that reports whether it worked.
+enum class Call : std::uint8_t {
+    kAlloc,
+    kRealloc,
+    kCreatePool,
+    kRegister,
+    kLoadExtension,
+    kGetOption,
+    kGetTempPool,
+    kNewString,
+    kCreateFromUtf8,
+    kCreateEncoded,
+    kCreateWithCapacity,
+    kCopyText,
+    kBase64,
+    kBase64Url,
+    kStringAppend,
+    kStringInsert,
+    kStringTrim,
+    kFormatMessage,
+    kCloneObject,
+    kCreateArray,
+    kArrayAppend,
+    kCreateDictionary,
+    kDictionarySet,
+    kDictionaryGet,
+    kListKeys,
+    kOpenFile,
+    kReadFile,
+    kCreateTranscoder,
+    kConvert,
+    kCaptureMessage,
+    kFormatToBuffer,
+    kRenderMessage,
+    kRenderFormatted,
+    kFormatStatus,
+    // These give something back: a planned failure still does it and only reports the status.
+    kFree,
+    kDestroyPool,
+    kUnregister,
+    kReleaseTempPool,
+    kReleaseExtension,
+    kReleaseObject,
+    kCloseFile,
+    kReleaseTranscoder,
+    kCount
+};
+
+inline constexpr std::size_t kCallKinds = static_cast<std::size_t>(Call::kCount);
+
+const char* call_name(Call call);
+constexpr bool gives_back(Call call) { return call >= Call::kFree; }
+
+// Statuses that the service behind a call may report; at least two.
+std::span<const NQStatus> statuses_of(Call call);
+
+struct FailedCall {
+    Call call;
+    NQStatus status;
+};
+
+// Decides which host calls fail, and counts them all. Calls are numbered from 0.
+class FailurePlan {
+  public:
+    // The n-th call of this kind from now fails with `status`: once, or with `sticky` every call
+    // of the kind from then on. Calls that return a pointer return null.
+    void fail(Call kind, std::uint64_t n, NQStatus status, bool sticky = false);
+
+    // The n-th call of any kind fails; `variant` picks the status out of statuses_of(). With
+    // `sticky` all calls fail from then on.
+    void fail_any(std::uint64_t n, std::size_t variant = 0, bool sticky = false);
+
+    // Nothing fails any more; the counts start again at 0.
+    void clear();
+
+    // createDictionary and openFile hand out an object along with the failing status.
+    void deliver_with_failure(bool deliver) { deliver_with_failure_ = deliver; }
+    bool delivers_with_failure() const { return deliver_with_failure_; }
+
+    std::uint64_t calls(Call kind) const { return counts_[static_cast<std::size_t>(kind)]; }
+    std::uint64_t total() const { return total_; }
+
+    // The calls that failed since the last clear(), in order; the first few hundred of them.
+    std::vector<FailedCall> failures() const;
+
+    // Keeps the order of the calls from now on; not for use with several threads.
+    void record() { recording_ = true; }
+    const std::vector<Call>& recorded() const { return recorded_; }
+
+    // For the host's services: counts the call; the status to fail with, or 0.
+    NQStatus next(Call kind);
+
+  private:
+    static constexpr std::uint64_t kNever = UINT64_MAX;
+    struct Rule {
+        std::uint64_t at = kNever;
+        bool sticky = false;
+        NQStatus status = 0;
+        bool hits(std::uint64_t n) const { return sticky ? n >= at : n == at; }
+    };
+
+    std::array<Rule, kCallKinds> rules_{};
+    Rule any_{};
+    std::size_t variant_ = 0;
+    bool deliver_with_failure_ = false;
+    std::array<std::atomic<std::uint64_t>, kCallKinds> counts_{};
+    std::atomic<std::uint64_t> total_{0};
+    mutable std::mutex mutex_;
+    std::vector<FailedCall> failures_;
+    bool recording_ = false;
+    std::vector<Call> recorded_;
+};
+
+}  // namespace nq::test

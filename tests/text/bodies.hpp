@@ -1,0 +1,58 @@
+#pragma once
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <cstdlib>
+#include <iostream>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "nqinstance/text/kernels.hpp"
+#include "tests/support/library.hpp"
+
+namespace nq::test {
+
+// Tests run with each body of the text routines, linked in, and with the delivered library, which
+// has chosen its own: the parameter is the body, null for the library.
+class TextBody : public testing::TestWithParam<const TextKernels*> {
+  protected:
+    void SetUp() override { text_kernels_in_use = GetParam(); }
+    void TearDown() override { text_kernels_in_use = nullptr; }
+};
+
+inline std::vector<const TextKernels*> ways_to_run_text() {
+    const auto bodies = text_kernel_bodies();
+    std::vector<const TextKernels*> ways(bodies.begin(), bodies.end());
+    ways.push_back(nullptr);
+    return ways;
+}
+
+inline std::string name_of_way(const testing::TestParamInfo<const TextKernels*>& way) {
+    return way.param ? way.param->name : "library";
+}
+
+// The exported function in the way under test.
+#define NQ_UNDER_TEST(name)                            \
+    (GetParam() ? &::name : [] {                       \
+        static const auto exported = NQ_LIBRARY(name); \
+        return exported;                               \
+    }())
+
+#define NQ_FOR_EACH_BODY(Suite)                                                           \
+    INSTANTIATE_TEST_SUITE_P(All, Suite, testing::ValuesIn(nq::test::ways_to_run_text()), \
+                             nq::test::name_of_way)
+
+inline std::uint64_t number_from_environment(const char* name, std::uint64_t otherwise) {
+    const char* text = std::getenv(name);
+    return text ? std::strtoull(text, nullptr, 0) : otherwise;
+}
+
+// Seeded by SEED=, else differently each time; the seed is printed.
+inline std::mt19937_64 seeded_random() {
+    const std::uint64_t seed = number_from_environment("SEED", std::random_device()());
+    std::cout << "SEED=" << seed << '\n';
+    return std::mt19937_64(seed);
+}
+
+}  // namespace nq::test

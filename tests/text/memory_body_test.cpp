@@ -1,0 +1,285 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+#include <vector>
+
+#include "nqinstance/text/memory.h"
+#include "nqinstance/text/utf.h"
+#include "tests/support/guard_pages.hpp"
+#include "tests/text/bodies.hpp"
+
+namespace nq::test {
+namespace {
+
+constexpr std::size_t kRoom = 65536 * 4;
+constexpr std::size_t kMargin = 64;  // bytes around a range that are watched
+
+class MemoryBody : public TextBody {
+  protected:
+    // Calls check(start) for a range of `count` elements flush after a protected page, flush
+    // before one, and starting at every offset of a 64-byte line.
+    template <class Element, class Check>
+    void at_each_place(std::size_t count, Check check) {
+        const std::size_t bytes = count * sizeof(Element);
+        for (std::size_t offset = 0; offset < 64; offset += sizeof(Element)) {
+            check(reinterpret_cast<Element*>(pages_.first(offset + bytes).data() + offset));
+        }
+        check(reinterpret_cast<Element*>(pages_.last(bytes).data()));
+    }
+
+    // The range with up to kMargin bytes on both sides, as far as there are pages.
+    template <class Element>
+    std::span<Element> around(Element* start, std::size_t count) {
+        const auto all = pages_.all();
+        auto* bytes = reinterpret_cast<std::uint8_t*>(start);
+        auto* from =
+            std::max(all.data(), bytes - std::min<std::ptrdiff_t>(bytes - all.data(), kMargin));
+        auto* to = bytes + count * sizeof(Element);
+        to += std::min<std::ptrdiff_t>(all.data() + all.size() - to, kMargin);
+        return {reinterpret_cast<Element*>(from),
+                static_cast<std::size_t>(to - from) / sizeof(Element)};
+    }
+
+    // The lengths in elements, and of each the positions that matter.
+    static std::vector<std::size_t> lengths() {
+        std::vector<std::size_t> all;
+        for (std::size_t length = 0; length <= 300; ++length) all.push_back(length);
+        for (const std::size_t near : {511, 1023, 4095, 65535}) {
+            for (std::size_t length = near - 1; length <= near + 1; ++length) all.push_back(length);
+        }
+        return all;
+    }
+    static std::vector<std::size_t> positions(std::size_t length, std::size_t all_up_to = 300) {
+        std::vector<std::size_t> all;
+        if (length <= all_up_to) {
+            for (std::size_t i = 0; i < length; ++i) all.push_back(i);
+        } else {
+            for (const std::size_t i : {std::size_t{0}, std::size_t{31}, std::size_t{32},
+                                        length / 2, length - 33, length - 32, length - 1}) {
+                all.push_back(i);
+            }
+        }
+        return all;
+    }
+
+    // A range full of `filler` in surroundings of `outside`; at each position one of `other` with
+    // more of them behind it must be found there, and nothing in the range without.
+    template <class Element, class Find>
+    void check_scan(Element filler, Element other, Element outside, Find find) {
+        for (const std::size_t length : lengths()) {
+            at_each_place<Element>(length, [&](Element* start) {
+                std::ranges::fill(around(start, length), outside);
+                std::fill_n(start, length, filler);
+                ASSERT_EQ(find(start, length), NQ_NOT_FOUND) << length;
+                for (const std::size_t position : positions(length)) {
+                    start[length - 1] = start[position] = other;
+                    ASSERT_EQ(find(start, length), position) << length;
+                    start[length - 1] = start[position] = filler;
+                }
+            });
+        }
+    }
+
+    template <class Element, class Find, class Is>
+    void check_scan_for_other(Find find, Is is_all) {
+        const auto both = [&](Element value) {
+            return [=](const Element* start, std::size_t length) {
+                const std::uint64_t index = find(start, length, value);
+                EXPECT_EQ(is_all(value, start, length), index == NQ_NOT_FOUND);
+                return index;
+            };
+        };
+        const auto near = [](Element value, int bit) {
+            return static_cast<Element>(value ^ Element{1} << bit);
+        };
+        constexpr int kTop = 8 * sizeof(Element) - 1;
+        check_scan<Element>(' ', near(' ', 0), near(' ', 3), both(' '));
+        check_scan<Element>(' ', near(' ', kTop), ' ', both(' '));
+    }
+
+    // Places random contents with one chosen byte at each position and compares what `change`
+    // makes of range and surroundings with what `model` makes of the range.
+    template <class Element, class Change, class Model>
+    void check_change(std::span<const Element> chosen, Change change, Model model) {
+        std::vector<Element> contents(kRoom / sizeof(Element));
+        std::mt19937_64 random(7);
+        for (Element& element : contents) element = static_cast<Element>(random());
+        std::vector<Element> expected;
+        std::size_t next = 0;
+        for (const std::size_t length : lengths()) {
+            at_each_place<Element>(length, [&](Element* start) {
+                const auto window = around(start, length);
+                const auto skipped = static_cast<std::size_t>(start - window.data());
+                for (const std::size_t position : positions(length, 170)) {
+                    std::copy_n(contents.begin(), window.size(), window.begin());
+                    start[position] = chosen[next++ % chosen.size()];
+                    expected.assign(window.begin(), window.end());
+                    for (std::size_t i = 0; i < length; ++i) model(expected[skipped + i]);
+                    change(start, length);
+                    ASSERT_TRUE(std::ranges::equal(window, expected)) << length << " " << position;
+                }
+            });
+        }
+    }
+
+    GuardPages pages_{kRoom + 4096};
+};
+
+TEST_P(MemoryBody, ScanFindsTheFirstByte) {
+    const auto scan = NQ_UNDER_TEST(mwMemScan);
+    const auto find = [scan](const std::uint8_t* start, std::size_t length) {
+        return scan(start, length, 0xE9);
+    };
+    check_scan<std::uint8_t>(0xE8, 0xE9, 0xE9, find);
+    check_scan<std::uint8_t>(0x69, 0xE9, 0xE8, find);
+}
+
+TEST_P(MemoryBody, ScanFindsTheFirstOtherByte) {
+    check_scan_for_other<std::uint8_t>(
+        [scan = NQ_UNDER_TEST(mwMemNScan)](auto... arguments) { return scan(arguments...); },
+        [is_all = NQ_UNDER_TEST(mwMemNot)](auto... arguments) { return is_all(arguments...); });
+}
+
+TEST_P(MemoryBody, ScanFindsTheFirstOtherUnit) {
+    check_scan_for_other<NQChar>(
+        [scan = NQ_UNDER_TEST(mwMemTNScan)](auto... arguments) { return scan(arguments...); },
+        [is_all = NQ_UNDER_TEST(mwMemTNot)](auto... arguments) { return is_all(arguments...); });
+}
+
+TEST_P(MemoryBody, MissingValueIsFoundAtEachPlace) {
+    const auto is_missing = NQ_UNDER_TEST(mwMissArray);
+    for (const std::size_t length : lengths()) {
+        if (length > 20000) continue;
+        at_each_place<double>(length, [&](double* start) {
+            std::ranges::fill(around(start, length), std::nan(""));
+            std::fill_n(start, length, 1.5);
+            ASSERT_EQ(is_missing(start, length), 0) << length;
+            for (const std::size_t position : positions(length)) {
+                for (const double nan : {std::nan("7"), -std::nan(""), std::nan("")}) {
+                    start[position] = nan;
+                    ASSERT_EQ(is_missing(start, length), 1) << length << " " << position;
+                }
+                start[position] = 1.5;
+            }
+        });
+    }
+}
+
+TEST_P(MemoryBody, CasesChangeTheLettersOnly) {
+    const std::uint8_t edges[] = {'a' - 1,    'a',        'm',        'z', 'z' + 1, 'A' - 1,
+                                  'A',        'Z',        'Z' + 1,    0,   0x7F,    0x80,
+                                  'a' + 0x80, 'z' + 0x80, 'A' + 0x80, 0xFF};
+    check_change<std::uint8_t>(edges, NQ_UNDER_TEST(mwStrUp), [](std::uint8_t& byte) {
+        if (byte >= 'a' && byte <= 'z') byte = static_cast<std::uint8_t>(byte - 32);
+    });
+    check_change<std::uint8_t>(edges, NQ_UNDER_TEST(mwStrLow), [](std::uint8_t& byte) {
+        if (byte >= 'A' && byte <= 'Z') byte = static_cast<std::uint8_t>(byte + 32);
+    });
+}
+
+TEST_P(MemoryBody, SetsStoreInTheRangeOnly) {
+    const std::uint8_t bytes[] = {0};
+    const NQChar units[] = {0};
+    check_change<std::uint8_t>(
+        bytes,
+        [set = NQ_UNDER_TEST(mwMemSet)](std::uint8_t* start, std::size_t length) {
+            set(start, 0xC3, length);
+        },
+        [](std::uint8_t& byte) { byte = 0xC3; });
+    check_change<NQChar>(
+        units,
+        [set = NQ_UNDER_TEST(mwMemTSet)](NQChar* start, std::size_t length) {
+            set(start, 0x89ABCDEF, length);
+        },
+        [](NQChar& unit) { unit = 0x89ABCDEF; });
+}
+
+TEST_P(MemoryBody, ComparesAreDecidedByTheFirstDifference) {
+    const auto compare = NQ_UNDER_TEST(mwMemCmp);
+    const auto compare_units = NQ_UNDER_TEST(mwWMemCmp);
+    std::vector<std::uint8_t> bytes(kRoom, 0x80);
+    std::vector<NQChar> units(kRoom / 4, 0x80000080);
+    for (const std::size_t length : lengths()) {
+        const std::vector<std::size_t> all = positions(length);
+        at_each_place<std::uint8_t>(length, [&](std::uint8_t* start) {
+            std::fill_n(start, length, std::uint8_t{0x80});
+            ASSERT_EQ(compare(start, bytes.data(), length), 0);
+            for (const std::size_t position : all) {
+                const std::uint8_t value = position % 2 ? 0x7F : 0xFF;
+                start[length - 1] = static_cast<std::uint8_t>(~value);
+                start[position] = value;
+                ASSERT_EQ(compare(start, bytes.data(), length), position % 2 ? -1 : 1);
+                ASSERT_EQ(compare(bytes.data(), start, length), position % 2 ? 1 : -1);
+                start[length - 1] = start[position] = 0x80;
+            }
+        });
+        at_each_place<NQChar>(length, [&](NQChar* start) {
+            std::fill_n(start, length, NQChar{0x80000080});
+            ASSERT_EQ(compare_units(start, units.data(), length), 0);
+            for (const std::size_t position : all) {
+                // Numerically the greatest, yet less by the wrapped difference; and the reverse.
+                const NQChar value = position % 2 ? 0x80 : 0x81;
+                start[length - 1] = ~value;
+                start[position] = value;
+                const int order = static_cast<std::int32_t>(value - 0x80000080) < 0 ? -1 : 1;
+                ASSERT_EQ(compare_units(start, units.data(), length), order) << length;
+                const int reverse = static_cast<std::int32_t>(0x80000080 - value) < 0 ? -1 : 1;
+                ASSERT_EQ(compare_units(units.data(), start, length), reverse) << length;
+                start[length - 1] = start[position] = 0x80000080;
+            }
+        });
+    }
+}
+
+TEST_P(MemoryBody, LengthsEndAtTheTerminator) {
+    const auto length_of = NQ_UNDER_TEST(mwStrLen);
+    const auto units_of = NQ_UNDER_TEST(mwStrTLen);
+    for (const std::size_t length : lengths()) {
+        at_each_place<char>(length + 1, [&](char* start) {
+            std::fill_n(start, length, '\x80');
+            start[length] = 0;
+            ASSERT_EQ(length_of(start), length);
+        });
+        at_each_place<NQChar>(length + 1, [&](NQChar* start) {
+            std::fill_n(start, length, NQChar{0x100});
+            start[length] = 0;
+            ASSERT_EQ(units_of(start), length);
+        });
+    }
+}
+
+TEST_P(MemoryBody, Utf8LengthAddsUpEachUnit) {
+    const auto bytes_of = NQ_UNDER_TEST(GET_UTF8_LEN_FROM_NQCHAR);
+    constexpr std::pair<NQChar, std::uint64_t> kSizes[] = {
+        {0, 1},        {0x7F, 1},       {0x80, 2},     {0x7FF, 2},     {0x800, 3},
+        {0xD800, 3},   {0xFFFF, 3},     {0x10000, 4},  {0x10FFFF, 4},  {0x110000, 4},
+        {0x200000, 4}, {0x7FFFFFFF, 4}, {1u << 31, 4}, {0xFFFFFFFF, 4}};
+    std::size_t next = 0;
+    for (const std::size_t length : lengths()) {
+        at_each_place<NQChar>(length, [&](NQChar* start) {
+            std::ranges::fill(around(start, length), 0x10000u);
+            std::uint64_t expected = 0;
+            for (std::size_t i = 0; i < length; ++i) {
+                const auto& [unit, size] = kSizes[next++ * 5 / 3 % std::size(kSizes)];
+                start[i] = unit;
+                expected += size;
+            }
+            ASSERT_EQ(bytes_of(start, length), expected) << length;
+            for (const std::size_t position : positions(length)) {
+                for (int round = 0; round < 2; ++round) {
+                    const auto& [unit, size] = kSizes[next++ % std::size(kSizes)];
+                    expected += size - bytes_of(start + position, 1);
+                    start[position] = unit;
+                    ASSERT_EQ(bytes_of(start, length), expected) << length << " " << position;
+                }
+            }
+        });
+    }
+}
+
+NQ_FOR_EACH_BODY(MemoryBody);
+
+}  // namespace
+}  // namespace nq::test

@@ -1,0 +1,150 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <string>
+#include <string_view>
+
+#include "nqinstance/text/utf8.h"
+#include "tests/support/guard_pages.hpp"
+#include "tests/text/bodies.hpp"
+
+namespace nq::test {
+namespace {
+
+class SearchBody : public TextBody {
+  protected:
+    std::int64_t index(std::string_view haystack, std::string_view needle) {
+        return NQ_UNDER_TEST(nqzsu8IndexText)(
+            reinterpret_cast<const std::uint8_t*>(haystack.data()), haystack.size(),
+            reinterpret_cast<const std::uint8_t*>(needle.data()), needle.size(), 20);
+    }
+
+    // Both texts end at protected pages.
+    void check(std::string_view haystack, std::string_view needle) {
+        const auto in = haystack_.last(haystack.size());
+        const auto of = needle_.last(needle.size());
+        std::ranges::copy(haystack, in.begin());
+        std::ranges::copy(needle, of.begin());
+        const std::size_t expected = haystack.find(needle);
+        ASSERT_EQ(index({reinterpret_cast<char*>(in.data()), in.size()},
+                        {reinterpret_cast<char*>(of.data()), of.size()}),
+                  expected == std::string_view::npos ? -1 : static_cast<std::int64_t>(expected))
+            << haystack.size() << " bytes, needle " << needle;
+    }
+
+    GuardPages haystack_{1 << 16};
+    GuardPages needle_{1 << 16};
+};
+
+TEST_P(SearchBody, FirstOccurrence) {
+    EXPECT_EQ(index("abcbc", "bc"), 1);
+    EXPECT_EQ(index("abcbc", "abcbc"), 0);
+    EXPECT_EQ(index("abcbc", "cb"), 2);
+    EXPECT_EQ(index("abcbc", "bd"), -1);
+    EXPECT_EQ(index("abcbc", "c"), 2);
+    EXPECT_EQ(index("abcbc", "d"), -1);
+}
+
+TEST_P(SearchBody, NothingIsEverywhereAndNowhere) {
+    EXPECT_EQ(index("abc", ""), 0);
+    EXPECT_EQ(index("", ""), 0);
+    EXPECT_EQ(index({}, {}), 0);
+    EXPECT_EQ(index({}, "a"), -1);
+    EXPECT_EQ(index("abc", "abcd"), -1);
+}
+
+TEST_P(SearchBody, BytesAreComparedWhateverTheyMean) {
+    EXPECT_EQ(index("\xC3\xA9", "\xA9"), 1);
+    EXPECT_EQ(index(std::string_view("a\0b\0c", 5), std::string_view("\0c", 2)), 3);
+}
+
+TEST_P(SearchBody, EncodingIsIgnoredAndMayBeLeftOut) {
+    const std::uint8_t text[] = {'a', 'b', 'c'};
+    EXPECT_EQ(NQ_UNDER_TEST(nqzsu8IndexText)(text, 3, text + 1, 2, 27), 1);
+    using FourArguments =
+        std::int64_t (*)(const std::uint8_t*, std::uint64_t, const std::uint8_t*, std::uint64_t);
+    void* address = reinterpret_cast<void*>(NQ_UNDER_TEST(nqzsu8IndexText));
+    EXPECT_EQ(reinterpret_cast<FourArguments>(address)(text, 3, text + 1, 2), 1);
+}
+
+TEST_P(SearchBody, NeedleAtEachPlaceOfEachLength) {
+    for (const std::size_t needle_length : {2, 3, 4, 15, 16, 17, 31, 32, 33, 64, 65, 100}) {
+        std::string needle(needle_length, 'n');
+        needle[0] = 'N';
+        for (std::size_t length = needle_length; length <= 200; ++length) {
+            std::string haystack(length, 'n');
+            check(haystack, needle);
+            for (std::size_t at = 0; at + needle_length <= length; ++at) {
+                haystack[at] = 'N';
+                check(haystack, needle);
+                haystack[at] = 'n';
+            }
+        }
+    }
+}
+
+TEST_P(SearchBody, RandomTextsAgreeWithTheStandardSearch) {
+    std::mt19937_64 random = seeded_random();
+    const auto below = [&random](std::uint64_t bound) { return random() % bound; };
+    const auto text = [&](std::uint64_t length, std::uint64_t letters) {
+        std::string result(length, 0);
+        for (char& letter : result) letter = static_cast<char>('a' + below(letters));
+        return result;
+    };
+    const std::uint64_t rounds = number_from_environment("ITER", 100000);
+    for (std::uint64_t i = 0; i < rounds && !HasFatalFailure(); ++i) {
+        const std::uint64_t letters = 1 + below(4);
+        std::string haystack = text(below(300), letters);
+        const std::string needle = haystack.empty() || below(2)
+                                       ? text(below(12), letters)
+                                       : haystack.substr(below(haystack.size()), 1 + below(40));
+        check(haystack, needle);
+    }
+}
+
+// Dense places that look like the needle make the search change over to its linear way.
+TEST_P(SearchBody, DenseFalseStartsAgreeWithTheStandardSearch) {
+    std::mt19937_64 random = seeded_random();
+    const auto below = [&random](std::uint64_t bound) { return random() % bound; };
+    const std::uint64_t rounds = number_from_environment("ITER", 10000) / 4;
+    for (std::uint64_t i = 0; i < rounds && !HasFatalFailure(); ++i) {
+        // A text with a short period, spoilt here and there.
+        std::string period(1 + below(6), 'a');
+        for (char& letter : period) letter = static_cast<char>('a' + below(2));
+        std::string haystack;
+        while (haystack.size() < 6000) haystack += period;
+        for (std::uint64_t spoilt = below(4); spoilt > 0; --spoilt) {
+            haystack[below(haystack.size())] = static_cast<char>('a' + below(3));
+        }
+        std::string needle = haystack.substr(below(3000), 2 + below(below(2) ? 20 : 2500));
+        for (std::uint64_t spoilt = below(3); spoilt > 0; --spoilt) {
+            needle[below(needle.size())] = static_cast<char>('a' + below(3));
+        }
+        check(haystack, needle);
+        // Once at a place of its own, late.
+        const std::size_t at = haystack.size() - needle.size() - below(100) % haystack.size();
+        if (at + needle.size() <= haystack.size()) haystack.replace(at, needle.size(), needle);
+        check(haystack, needle);
+    }
+}
+
+// Each of these would take hours if the work were not linear.
+TEST_P(SearchBody, RepetitiveMegabytesEnd) {
+    constexpr std::size_t kSize = 1 << 20;
+    const std::string a(2 * kSize, 'a');
+    const std::string half(kSize, 'a');
+    EXPECT_EQ(index(a, half + 'b'), -1);
+    EXPECT_EQ(index(a, 'b' + half), -1);
+    EXPECT_EQ(index(a, half + 'b' + half.substr(1)), -1);
+    EXPECT_EQ(index(a, half.substr(1) + 'b' + 'a'), -1);
+    EXPECT_EQ(index(a + 'b', half + 'b'), kSize);
+    std::string pairs;
+    for (std::size_t i = 0; i < kSize; ++i) pairs += "ab";
+    EXPECT_EQ(index(pairs, pairs.substr(0, kSize) + 'b'), -1);
+    EXPECT_EQ(index(pairs, pairs.substr(0, kSize) + "aab"), -1);
+}
+
+NQ_FOR_EACH_BODY(SearchBody);
+
+}  // namespace
+}  // namespace nq::test
