@@ -1,0 +1,23 @@
+# The commands of the README; each is a line or two over CMake.
+FILE ?= examples/service.conf
+
+.PHONY: run test bench setup build clean
+
+run: build
+	@build/release/bin/nqtool json "$(FILE)"
+
+test: setup
+	@tests/run.sh
+
+bench: setup
+	@bench/run.sh
+
+setup:
+	@cmake/setup.sh >&2
+
+build: setup
+	@cmake --preset release >&2
+	@cmake --build --preset release --target nqinstance nqtool >&2
+
+clean:
+	rm -rf build

@@ -1,0 +1,9 @@
+#!/usr/bin/env bash
+# Builds the benchmarks and prints their ratios; each compares its sides in one run.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+cmake --preset bench >&2
+cmake --build --preset bench >&2
+for program in build/bench/bench/bench_*; do
+    [ -x "$program" ] && [ -f "$program" ] && "$program" build/bench/lib/libnqinstance.so
+done
