@@ -41,9 +41,9 @@ double cost_per_line(nq::Host& host, const char* name, double lines) {
 
 }  // namespace
 
-int main(int argc, char** argv) {
+int main() {
     nq::Host host;
-    nq::bench::load_or_exit(host, argc, argv);
+    nq::bench::load_or_exit(host);
     const Document small = make_document(kMiB);
     const Document large = make_document(64 * kMiB);
     host.add_memory_file("small.conf", small.text);

@@ -47,9 +47,9 @@ double seconds_of_plain_loop() {
 
 }  // namespace
 
-int main(int argc, char** argv) {
+int main() {
     nq::Host host;
-    nq::bench::load_or_exit(host, argc, argv);
+    nq::bench::load_or_exit(host);
     HostPool* pool = host.make_pool("bench");
     auto strings = nq::bench::extension<NQStringApi>(host);
     const double quotes = seconds_to_write(host, pool, strings.get(), '"');

@@ -30,10 +30,10 @@ class Samples {
     std::vector<double> samples_;
 };
 
-// Loads the library named by the program's one argument, or ends the program with a message.
-inline void load_or_exit(Host& host, int argc, char** argv) {
-    std::string error = "usage: give the path of the library";
-    if (argc == 2 && host.load(argv[1], error)) return;
+// Loads the library that was built beside the benchmark, or ends the program with a message.
+inline void load_or_exit(Host& host) {
+    std::string error;
+    if (host.load(NQ_LIBRARY_PATH, error)) return;
     std::fprintf(stderr, "%s\n", error.c_str());
     std::exit(2);
 }

@@ -4,6 +4,6 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 cmake --preset bench >&2
 cmake --build --preset bench >&2
-for program in build/bench/bench/bench_*; do
-    [ -x "$program" ] && [ -f "$program" ] && "$program" build/bench/lib/libnqinstance.so
+for program in build/bench/bench/*_bench; do
+    "$program"
 done

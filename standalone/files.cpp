@@ -74,13 +74,9 @@ NQStatus status_of_open_error(int error) noexcept {
         case ENOENT:
         case ENOTDIR:
             return NQ_HOST_STATUS_NOT_FOUND;
-        case EISDIR:
-            return NQ_HOST_STATUS_IS_DIRECTORY;
         case EACCES:
         case EPERM:
             return NQ_HOST_STATUS_ACCESS_DENIED;
-        case ENOMEM:
-            return NQ_STATUS_NO_MEMORY;
         default:
             return NQ_HOST_STATUS_OPEN_ERROR;
     }

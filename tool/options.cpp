@@ -3,7 +3,6 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <charconv>
-#include <memory>
 
 #include "tool/json.hpp"
 #include "tool/report.hpp"

@@ -45,6 +45,14 @@ class JsonLoad : public JsonFixture {
         }
         return tree;
     }
+
+    // The text of a string that needs escapes, all of which one insertion makes room for.
+    std::string escaped_at_once(Item string) {
+        host.plan().clear();
+        std::string text = compact(string);
+        EXPECT_EQ(host.plan().calls(Call::kStringInsert), 1u);
+        return text;
+    }
 };
 
 }  // namespace
@@ -62,24 +70,14 @@ TEST_F(JsonLoad, DeepTreesFitTheUsualStack) {
 
 TEST_F(JsonLoad, StringOfQuotesNeedsOneInsertion) {
     constexpr std::size_t kQuotes = std::size_t{16} << 20;
-    NQU8String* quotes = host.string(std::string(kQuotes, '"'));
-    host.plan().clear();
-    EXPECT_EQ(to_json2(quotes, kCompact, 0), NQ_STATUS_OK);
-    EXPECT_EQ(host.plan().calls(Call::kStringInsert), 1u);
-    const std::string text = take_out();
-    EXPECT_TRUE(text == '"' + repeated("\\\"", kQuotes) + '"');
-    release(quotes);
+    EXPECT_TRUE(escaped_at_once(host.string(std::string(kQuotes, '"'))) ==
+                '"' + repeated("\\\"", kQuotes) + '"');
 }
 
 TEST_F(JsonLoad, TextOfTabsNeedsOneInsertion) {
     constexpr std::size_t kTabs = std::size_t{1} << 20;
-    NQString* tabs = host.text(std::u32string(kTabs, U'\t'));
-    host.plan().clear();
-    EXPECT_EQ(to_json2(tabs, kCompact, 0), NQ_STATUS_OK);
-    EXPECT_EQ(host.plan().calls(Call::kStringInsert), 1u);
-    const std::string text = take_out();
-    EXPECT_TRUE(text == '"' + repeated("\\t", kTabs) + '"');
-    release(tabs);
+    EXPECT_TRUE(escaped_at_once(host.text(std::u32string(kTabs, U'\t'))) ==
+                '"' + repeated("\\t", kTabs) + '"');
 }
 
 TEST_F(JsonLoad, TextWithoutEscapesIsLeftAlone) {

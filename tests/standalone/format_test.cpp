@@ -184,6 +184,7 @@ TEST(FormatUtf8, KeepsTheFormatsOwnTextAndEncodesArguments) {
     constexpr NQChar kUnits[] = {0xe4, 0x20ac, 0x1f600, 0x110000, 0xd800, 0};
     EXPECT_EQ(utf8("\xe2\x82\xac%ls", kUnits),
               "\xe2\x82\xac\xc3\xa4\xe2\x82\xac\xf0\x9f\x98\x80\xef\xbf\xbd\xef\xbf\xbd");
+    EXPECT_EQ(utf8("%4.1ls|%-3.1ls|", kUnits, kUnits), "   \xc3\xa4|\xc3\xa4  |");
     EXPECT_EQ(utf8("%5s|", "\xc3\xa4\xff"), "   \xc3\xa4\xef\xbf\xbd|");
     EXPECT_EQ(utf8("%c%c", wide(0x20ac), wide('x')), "\xe2\x82\xacx");
     EXPECT_EQ(utf8(""), "");

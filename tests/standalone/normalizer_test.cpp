@@ -5,6 +5,7 @@
 #include <unicode/normlzr.h>
 #include <unicode/unistr.h>
 
+#include <algorithm>
 #include <memory>
 #include <string>
 #include <string_view>

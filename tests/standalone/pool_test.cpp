@@ -263,20 +263,30 @@ TEST_P(Pool, ThreadsExchangeBlocks) {
 
 TEST_P(Pool, MemoryStaysFlatWhenAnotherThreadFrees) {
     HostPool* pool = make();
-    const uint64_t rounds = rounds_of(1'000'000);
-    std::array<std::atomic<void*>, 16> slots{};
-    std::size_t after_start = 0;
+    const uint64_t rounds = rounds_of(2'000);
+    std::atomic<void**> handed_over{nullptr};
     std::atomic<bool> is_done{false};
+    constexpr std::size_t kBatch = 500;
     std::thread consumer([&] {
         while (!is_done) {
-            for (auto& slot : slots) pool->free(pool, slot.exchange(nullptr));
+            void** batch = handed_over.load();
+            if (!batch) {
+                std::this_thread::yield();
+                continue;
+            }
+            for (std::size_t i = 0; i < kBatch; ++i) pool->free(pool, batch[i]);
+            handed_over = nullptr;
         }
     });
-    for (uint64_t i = 0; i < rounds; ++i) {
-        pool->free(pool, slots[i % slots.size()].exchange(pool->alloc(pool, 88, 0)));
-        if (i == rounds / 10) after_start = bytes_in_use();
+    std::array<void*, kBatch> blocks;
+    std::size_t after_start = 0;
+    for (uint64_t round = 0; round < rounds; ++round) {
+        for (void*& block : blocks) block = pool->alloc(pool, 88, 0);
+        handed_over = blocks.data();
+        while (handed_over) std::this_thread::yield();
+        if (round == 10) after_start = bytes_in_use();
     }
-    EXPECT_LE(bytes_in_use(), after_start + (1 << 20));
+    EXPECT_LE(bytes_in_use(), after_start + kSlack);
     is_done = true;
     consumer.join();
     pool->destroy(pool);
@@ -316,14 +326,19 @@ thread_local AtThreadEnd at_thread_end;
 
 TEST_P(Pool, ServesDestructorsThatRunAtTheEndOfAThread) {
     HostPool* pool = make();
-    bool is_zeroed = false;
-    std::thread([&] {
-        // Constructed before the pool's own thread-local part, so destroyed after it.
-        at_thread_end.is_zeroed = &is_zeroed;
-        at_thread_end.early = pool->alloc(pool, 100, 0);
-        at_thread_end.pool = pool;
-    }).join();
-    EXPECT_TRUE(is_zeroed);
+    std::size_t after_start = 0;
+    for (int i = 0; i < 200; ++i) {
+        bool is_zeroed = false;
+        std::thread([&] {
+            // Constructed before the pool's own thread-local part, so destroyed after it.
+            at_thread_end.is_zeroed = &is_zeroed;
+            at_thread_end.early = pool->alloc(pool, 100, 0);
+            at_thread_end.pool = pool;
+        }).join();
+        EXPECT_TRUE(is_zeroed);
+        if (i == 20) after_start = bytes_in_use();
+    }
+    EXPECT_LE(bytes_in_use(), after_start + kSlack);
     pool->destroy(pool);
 }
 
