@@ -130,12 +130,11 @@ inline NQStatus utf32_to_utf8(Cursor& cursor, ByteOrder in, std::uint64_t most) 
             }
         }
         const NQChar code_point = load32(at.source, in);
-        const std::uint32_t size = utf8_size(code_point);
-        if (size > at.room) {
+        const std::uint32_t size = encode_utf8(code_point, at.target, at.room);
+        if (size == 0) {
             status = NQ_STATUS_BUFFER_TOO_SMALL;
             break;
         }
-        store_utf8(at.target, code_point, size);
         advance(at, 4, size);
         try_ascii = size == 1;
     }

@@ -111,11 +111,10 @@ NQStatus UTF8_UTF16(const uint8_t* source, uint64_t available, uint16_t* units,
 
 NQStatus UTF32_UTF8(NQChar codePoint, uint8_t* target, uint64_t capacity,
                     uint64_t* written) noexcept {
-    const uint32_t size = nq::utf8_size(codePoint);
-    const bool fits = size == 1 || size <= capacity;
-    if (fits) nq::store_utf8(target, codePoint, size);
-    nq::report(written, fits ? size : 0);
-    return fits ? NQ_STATUS_OK : NQ_STATUS_BUFFER_TOO_SMALL;
+    const uint64_t room = codePoint < 0x80 ? 1 : capacity;
+    const uint32_t size = nq::encode_utf8(codePoint, target, room);
+    nq::report(written, size);
+    return size ? NQ_STATUS_OK : NQ_STATUS_BUFFER_TOO_SMALL;
 }
 
 NQStatus UTF16_UTF8(NQChar unit, uint8_t* target, uint64_t capacity, uint64_t* written) noexcept {

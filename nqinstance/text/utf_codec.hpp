@@ -56,25 +56,35 @@ struct Decoded {
     std::uint64_t consumed;  // bytes
 };
 
+// What stands at the start of the text when that is no whole character.
+inline Decoded reject_utf8(const std::uint8_t* text, std::uint64_t available) noexcept {
+    if (available == 0 || begins_utf8(text[0])) {
+        return {kReplacement, NQ_STATUS_TRUNCATED, available};
+    }
+    const std::uint64_t most = std::min<std::uint64_t>(kUtf8Length[text[0]], available);
+    std::uint64_t count = 1;
+    while (count < most && continues_utf8(text[count])) ++count;
+    return {kReplacement, NQ_STATUS_MALFORMED, count};
+}
+
 // The character at the start of the text. Only the lead byte is judged: what follows it is taken
 // for continuation bytes, and overlong forms, surrogates and values above U+10FFFF pass.
 inline Decoded decode_utf8(const std::uint8_t* text, std::uint64_t available) noexcept {
-    if (available == 0) return {kReplacement, NQ_STATUS_TRUNCATED, 0};
+    // Branches, which are guessed, where the length's table would be waited for.
+    if (available == 0) return reject_utf8(text, available);
     const std::uint32_t lead = text[0];
+    const auto tail = [text](int index) { return text[index] & 0x3Fu; };
     if (lead < 0x80) return {lead, NQ_STATUS_OK, 1};
-    const std::uint64_t length = kUtf8Length[lead];
-    if (!begins_utf8(text[0])) {
-        const std::uint64_t most = std::min(length, available);
-        std::uint64_t count = 1;
-        while (count < most && continues_utf8(text[count])) ++count;
-        return {kReplacement, NQ_STATUS_MALFORMED, count};
+    if (lead < 0xE0) {
+        if (lead < 0xC2 || available < 2) return reject_utf8(text, available);
+        return {(lead & 0x1F) << 6 | tail(1), NQ_STATUS_OK, 2};
     }
-    if (available < length) return {kReplacement, NQ_STATUS_TRUNCATED, available};
-    const std::uint32_t second = text[1] & 0x3Fu;
-    if (length == 2) return {(lead & 0x1F) << 6 | second, NQ_STATUS_OK, 2};
-    const std::uint32_t third = text[2] & 0x3Fu;
-    if (length == 3) return {(lead & 0x0F) << 12 | second << 6 | third, NQ_STATUS_OK, 3};
-    return {(lead & 0x07) << 18 | second << 12 | third << 6 | (text[3] & 0x3Fu), NQ_STATUS_OK, 4};
+    if (lead < 0xF0) {
+        if (available < 3) return reject_utf8(text, available);
+        return {(lead & 0x0F) << 12 | tail(1) << 6 | tail(2), NQ_STATUS_OK, 3};
+    }
+    if (lead > 0xF4 || available < 4) return reject_utf8(text, available);
+    return {(lead & 0x07) << 18 | tail(1) << 12 | tail(2) << 6 | tail(3), NQ_STATUS_OK, 4};
 }
 
 // The UTF-8 bytes that a code point takes, whatever its value.
@@ -82,30 +92,37 @@ constexpr std::uint32_t utf8_size(NQChar code_point) noexcept {
     return 1u + (code_point >= 0x80) + (code_point >= 0x800) + (code_point >= 0x10000);
 }
 
-// Stores the utf8_size() bytes. From U+200000 up the high bits overflow into the lead's mark.
-inline void store_utf8(std::uint8_t* target, NQChar code_point, std::uint32_t size) noexcept {
-    const auto tail = [code_point](std::uint32_t shift) {
+// Stores a code point of any value and returns the bytes; stores nothing and returns 0 where they
+// do not fit. From U+200000 up the high bits overflow into the lead's mark.
+inline std::uint32_t encode_utf8(NQChar code_point, std::uint8_t* target,
+                                 std::uint64_t room) noexcept {
+    const auto tail = [code_point](int shift) {
         return static_cast<std::uint8_t>(0x80 | (code_point >> shift & 0x3F));
     };
-    switch (size) {
-        case 1:
-            target[0] = static_cast<std::uint8_t>(code_point);
-            return;
-        case 2:
-            target[0] = static_cast<std::uint8_t>(0xC0 + (code_point >> 6));
-            target[1] = tail(0);
-            return;
-        case 3:
-            target[0] = static_cast<std::uint8_t>(0xE0 + (code_point >> 12));
-            target[1] = tail(6);
-            target[2] = tail(0);
-            return;
-        default:
-            target[0] = static_cast<std::uint8_t>(0xF0 + (code_point >> 18));
-            target[1] = tail(12);
-            target[2] = tail(6);
-            target[3] = tail(0);
+    if (code_point < 0x80) {
+        if (room < 1) return 0;
+        target[0] = static_cast<std::uint8_t>(code_point);
+        return 1;
     }
+    if (code_point < 0x800) {
+        if (room < 2) return 0;
+        target[0] = static_cast<std::uint8_t>(0xC0 + (code_point >> 6));
+        target[1] = tail(0);
+        return 2;
+    }
+    if (code_point < 0x10000) {
+        if (room < 3) return 0;
+        target[0] = static_cast<std::uint8_t>(0xE0 + (code_point >> 12));
+        target[1] = tail(6);
+        target[2] = tail(0);
+        return 3;
+    }
+    if (room < 4) return 0;
+    target[0] = static_cast<std::uint8_t>(0xF0 + (code_point >> 18));
+    target[1] = tail(12);
+    target[2] = tail(6);
+    target[3] = tail(0);
+    return 4;
 }
 
 constexpr bool is_high_surrogate(std::uint32_t unit) noexcept { return (unit & 0xFC00) == 0xD800; }

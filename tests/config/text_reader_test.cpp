@@ -174,6 +174,19 @@ TEST_F(TextReader, OpeningAgainReplacesTheFile) {
     first->handle.release(first);
 }
 
+TEST_F(TextReader, OpeningAgainWithoutConversionDropsTheTranscoder) {
+    host.file("a.txt", "one\n");
+    host.file("b.txt", std::string("t\0\0\0\n\0\0\0", 8));
+    Reader reader(host, "a.txt");
+    IoeFile* first = reader->file;
+    host.encoding.plan.needed = false;
+    EXPECT_EQ(reader.open("b.txt"), NQ_STATUS_OK);
+    EXPECT_EQ(reader->transcoder, nullptr);
+    EXPECT_EQ(host.state().transcoders, 0u);
+    EXPECT_EQ(reader.next(), "t");
+    first->handle.release(first);
+}
+
 TEST_F(TextReader, FilesOfUnitsNeedNoTranscoder) {
     host.encoding.plan.needed = false;
     const std::u32string units = U"\u00e9\nz\U0001F600\n";

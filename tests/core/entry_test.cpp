@@ -63,8 +63,8 @@ TEST(EntryAbi, MakesAPoolATableAndARegistration) {
 TEST(EntryAbi, RealDestroyGivesAllOfItBack) {
     CheckingHost host;
     const HostState before = host.state();
-    InstanceApi* api = NQ_LIBRARY(nqextent)(host.kernel()) ? nullptr
-                                                          : NQ_LIBRARY(nqinstance)(host.kernel());
+    InstanceApi* api =
+        NQ_LIBRARY(nqextent)(host.kernel()) ? nullptr : NQ_LIBRARY(nqinstance)(host.kernel());
     ASSERT_NE(api, nullptr);
     host.plan().clear();
     host.plan().record();
@@ -105,9 +105,9 @@ TEST(EntryFault, AnyRefusedRegistrationLeavesNothingBehind) {
         host.plan().record();
         host.plan().fail(Call::kRegister, 0, refusal);
         EXPECT_EQ(host.load(), nullptr);
-        EXPECT_EQ(host.plan().recorded(), (std::vector{Call::kCreatePool, Call::kAlloc,
-                                                       Call::kRegister, Call::kFree,
-                                                       Call::kDestroyPool}));
+        EXPECT_EQ(host.plan().recorded(),
+                  (std::vector{Call::kCreatePool, Call::kAlloc, Call::kRegister, Call::kFree,
+                               Call::kDestroyPool}));
         EXPECT_EQ(host.state(), before);
     }
 }

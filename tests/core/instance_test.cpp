@@ -22,9 +22,9 @@ InstanceHeader* as_header(Instance* instance) {
     return reinterpret_cast<InstanceHeader*>(instance);
 }
 
-#define NQ_MAKER(name, value)                                           \
-    [](InstanceApi* api, HostPool* pool, NQStatus* status) {            \
-        return as_header(NQ_LIBRARY(name)(api, pool, value, status));   \
+#define NQ_MAKER(name, value)                                         \
+    [](InstanceApi* api, HostPool* pool, NQStatus* status) {          \
+        return as_header(NQ_LIBRARY(name)(api, pool, value, status)); \
     }
 
 constexpr auto kScalars = std::to_array<Scalar>({
@@ -49,10 +49,11 @@ TEST_F(InstanceAbi, ScalarsHaveTheirHeaders) {
         InstanceHeader* instance = scalar.create(api(), pool(), &status);
         ASSERT_NE(instance, nullptr);
         EXPECT_EQ(status, NQ_STATUS_OK);
-        expect_header(*instance,
-                      {scalar.type, library_symbol("nqHandleNumericDestroy"),
-                       library_symbol(scalar.refuses_clone ? "cloneInstance" : scalar.clone_symbol)},
-                      api(), pool());
+        expect_header(
+            *instance,
+            {scalar.type, library_symbol("nqHandleNumericDestroy"),
+             library_symbol(scalar.refuses_clone ? "cloneInstance" : scalar.clone_symbol)},
+            api(), pool());
         status = 0x1234;
         release(instance);
     }
@@ -113,10 +114,10 @@ TEST_F(InstanceAbi, OperationWordsComeFromTheTable) {
     InstanceApi table = *api();
     table.release = [](void*) noexcept -> NQStatus { return 11; };
     table.isType = [](InstanceHeader*, const char*) noexcept -> std::int32_t { return 19; };
-    table.validate = [](InstanceHeader*, NQDictionary*, std::uint32_t*, ValidationRun*) noexcept
-        -> NQStatus { return 31; };
-    table.cloneRefused = [](InstanceHeader*, HostPool*, std::uint32_t, InstanceHeader**) noexcept
-        -> NQStatus { return 37; };
+    table.validate = [](InstanceHeader*, NQDictionary*, std::uint32_t*,
+                        ValidationRun*) noexcept -> NQStatus { return 31; };
+    table.cloneRefused = [](InstanceHeader*, HostPool*, std::uint32_t,
+                            InstanceHeader**) noexcept -> NQStatus { return 37; };
     const auto check = [&](InstanceHeader* instance, bool generic_validate, bool refuses) {
         SCOPED_TRACE(instance->typeName);
         EXPECT_EQ(instance->release, table.release);
@@ -140,8 +141,7 @@ TEST_F(InstanceAbi, OperationWordsComeFromTheTable) {
     check(as_header(NQ_LIBRARY(nqInstanceCreateTime)(&table, pool(), &status)), true, false);
     check(as_header(NQ_LIBRARY(nqInstanceCreateCalendarDateTime)(&table, pool(), &status)), true,
           false);
-    check(as_header(NQ_LIBRARY(nqInstanceCreateDateTime)(&table, pool(), 0, &status)), true,
-          false);
+    check(as_header(NQ_LIBRARY(nqInstanceCreateDateTime)(&table, pool(), 0, &status)), true, false);
 }
 
 TEST_F(InstanceAbi, AScalarIsOneBlockOf88Bytes) {
