@@ -1,4 +1,6 @@
 #pragma once
+#include <new>
+
 #include "nqinstance/host/instance_header.h"
 #include "nqinstance/host/status.h"
 

@@ -34,7 +34,7 @@ NQ_AVX2 inline uint32_t leap_lanes(__m256i years) noexcept {
     return static_cast<uint32_t>(_mm256_movemask_ps(_mm256_castsi256_ps(leap)));
 }
 
-NQ_AVX2 YearWalk walk(YearWalk at) noexcept {
+NQ_AVX2 YearWalk walk_avx2(YearWalk at) noexcept {
     const __m256i step = _mm256_set1_epi32(kLanes);
     __m256i years =
         _mm256_add_epi32(_mm256_set1_epi32(at.year), _mm256_setr_epi32(0, 1, 2, 3, 4, 5, 6, 7));
@@ -48,6 +48,6 @@ NQ_AVX2 YearWalk walk(YearWalk at) noexcept {
 
 }  // namespace
 
-constinit const YearWalkBody year_walk_avx2{"avx2", walk};
+constinit const YearWalkBody year_walk_avx2{"avx2", walk_avx2};
 
 }  // namespace nq

@@ -46,7 +46,7 @@ class MemoryBody : public TextBody {
     static std::vector<std::size_t> lengths() {
         std::vector<std::size_t> all;
         for (std::size_t length = 0; length <= 300; ++length) all.push_back(length);
-        for (const std::size_t near : {511, 1023, 4095, 65535}) {
+        for (const std::size_t near : {511u, 1023u, 4095u, 65535u}) {
             for (std::size_t length = near - 1; length <= near + 1; ++length) all.push_back(length);
         }
         return all;

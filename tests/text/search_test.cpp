@@ -68,7 +68,8 @@ TEST_P(SearchBody, EncodingIsIgnoredAndMayBeLeftOut) {
 }
 
 TEST_P(SearchBody, NeedleAtEachPlaceOfEachLength) {
-    for (const std::size_t needle_length : {2, 3, 4, 15, 16, 17, 31, 32, 33, 64, 65, 100}) {
+    for (const std::size_t needle_length :
+         {2u, 3u, 4u, 15u, 16u, 17u, 31u, 32u, 33u, 64u, 65u, 100u}) {
         std::string needle(needle_length, 'n');
         needle[0] = 'N';
         for (std::size_t length = needle_length; length <= 200; ++length) {

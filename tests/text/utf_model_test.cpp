@@ -453,7 +453,7 @@ TEST_P(UtfModelBody, LongTextsEndAtEveryLength) {
     while (utf8.size() < 66000) {
         for (const NQChar unit : texts.code_points()) append(utf8, model::utf8_of(unit));
     }
-    for (const std::size_t near : {511, 1023, 4095, 65535}) {
+    for (const std::size_t near : {511u, 1023u, 4095u, 65535u}) {
         for (std::size_t length = near - 4; length <= near + 4; ++length) {
             const std::vector<std::uint8_t> text(
                 utf8.begin(), utf8.begin() + static_cast<std::ptrdiff_t>(length));
