@@ -204,7 +204,9 @@ NQStatus write_value(JsonWriter& writer, bool in_dictionary, InstanceHeader* ins
             return kind.write(writer, unwrapped(instance), in_dictionary);
         }
     }
-    return NQ_STATUS_UNSUPPORTED;
+    // The text before the instance comes first, also where it cannot be appended.
+    const NQStatus status = writer.flush();
+    return status ? status : NQ_STATUS_UNSUPPORTED;
 }
 
 }  // namespace nq

@@ -1,4 +1,3 @@
-#include <algorithm>
 #include <array>
 
 #include "nqinstance/core/api.h"
@@ -160,16 +159,6 @@ class WriteJson : public Operation {
                                                   : result == expected;
     }
     NQStatus normal_status() const override { return normal_; }
-    bool right_status(const Round& round, NQStatus expected) const override {
-        // Text is gathered before it is appended. Where an instance is refused meanwhile, the
-        // refusal came before the failure of that append.
-        const auto cause =
-            std::find_if(round.failures.begin(), round.failures.end(),
-                         [](const FailedCall& failed) { return !gives_back(failed.call); });
-        const bool refused = normal_ && round.status == normal_ && cause != round.failures.end() &&
-                             cause->call == Call::kStringAppend;
-        return refused || round.status == expected;
-    }
 
   private:
     // True when one piece of the text is replaced by "null".

@@ -9,8 +9,6 @@
 namespace nq::test {
 namespace {
 
-using ::testing::Test;
-
 // True when one of the messages holds the text.
 bool has(const std::vector<std::string>& messages, std::string_view text) {
     for (const std::string& message : messages) {
@@ -264,8 +262,11 @@ TEST(SweepPlanted, FindsNothingWhereNothingIsWrong) {
 }
 
 struct Planted {
+    const char* name;
     Mistake mistake;
     const char* message;
+
+    friend void PrintTo(const Planted& planted, std::ostream* out) { *out << planted.name; }
 };
 
 class SweepPlantedMistake : public testing::TestWithParam<Planted> {};
@@ -279,16 +280,20 @@ TEST_P(SweepPlantedMistake, IsFound) {
 INSTANTIATE_TEST_SUITE_P(
     All, SweepPlantedMistake,
     testing::Values(
-        Planted{Mistake::kLeak, "the host is left with {1 blocks, 8 bytes} instead of {nothing}"},
-        Planted{Mistake::kWrongStatus,
+        Planted{"Leak", Mistake::kLeak,
+                "the host is left with {1 blocks, 8 bytes} instead of {nothing}"},
+        Planted{"WrongStatus", Mistake::kWrongStatus,
                 "status 0x803fc004 instead of 0x803fc065 when loadExtension failed"},
-        Planted{Mistake::kDoubleRelease, "free of a freed block"},
-        Planted{Mistake::kIgnoresFailure, "status 0x0 instead of 0x803fc002 when alloc failed"},
-        Planted{Mistake::kWritesOutside, "write outside a block of 8 bytes"},
-        Planted{Mistake::kWritesFreed, "write to a freed block of 8 bytes"},
-        Planted{Mistake::kTouchesOut, "*out was changed"},
-        Planted{Mistake::kLosesHold, "left with {1 string holds} instead of {nothing}"},
-        Planted{Mistake::kForgets, "result \"Result\" after a failure instead of \"result\""}));
+        Planted{"DoubleRelease", Mistake::kDoubleRelease, "free of a freed block"},
+        Planted{"IgnoresFailure", Mistake::kIgnoresFailure,
+                "status 0x0 instead of 0x803fc002 when alloc failed"},
+        Planted{"WritesOutside", Mistake::kWritesOutside, "write outside a block of 8 bytes"},
+        Planted{"WritesFreed", Mistake::kWritesFreed, "write to a freed block of 8 bytes"},
+        Planted{"TouchesOut", Mistake::kTouchesOut, "*out was changed"},
+        Planted{"LosesHold", Mistake::kLosesHold,
+                "left with {1 string holds} instead of {nothing}"},
+        Planted{"Forgets", Mistake::kForgets,
+                "result \"Result\" after a failure instead of \"result\""}));
 
 TEST(FailurePlanPlanted, FailsTheCallsItIsToldTo) {
     CheckingHost host;

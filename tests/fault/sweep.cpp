@@ -97,7 +97,7 @@ class Sweeper {
                 break;
             }
         }
-        if (!operation.right_status(round, expected)) {
+        if (round.status != expected) {
             note("status " + hex(round.status) + " instead of " + hex(expected) + " when " + cause +
                  " failed");
         }

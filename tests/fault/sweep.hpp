@@ -39,12 +39,6 @@ class Operation {
     // What a success produced, as text.
     virtual std::string result(CheckingHost&) { return {}; }
 
-    // Whether the status is right when the host's failures and the operation's own rules ask for
-    // `expected`.
-    virtual bool right_status(const Round& round, NQStatus expected) const {
-        return round.status == expected;
-    }
-
     // What is wrong with the out-parameters after a failure; empty when they are as documented.
     // What a failure hands to the caller is given back here.
     virtual std::string check_failure(const Round&) { return {}; }

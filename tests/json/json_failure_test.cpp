@@ -144,12 +144,23 @@ TEST_F(JsonFailure, UnknownKindStopsWithTheTextSoFar) {
         "{\n    \"k\": ");
 }
 
-TEST_F(JsonFailure, FirstFailureWinsOverTheOutputs) {
+TEST_F(JsonFailure, TextBeforeARefusedInstanceFailsFirst) {
     host.plan().clear();
     host.plan().fail(Call::kStringAppend, 0, kPlanned, true);
     NQArray* array = host.array({character()});
-    // Without indentation nothing is appended before the text so far is handed over.
-    EXPECT_EQ(to_json2(array, kPretty, -1), NQ_STATUS_UNSUPPORTED);
+    // Without indentation the refusal is what hands the text so far over.
+    EXPECT_EQ(to_json2(array, kPretty, -1), kPlanned);
+    EXPECT_EQ(out, nullptr);
+    host.plan().clear();
+    release(array);
+}
+
+TEST_F(JsonFailure, FirstFailureWinsOverTheOutputs) {
+    host.plan().clear();
+    host.plan().fail(Call::kListKeys, 0, kPlanned, false);
+    host.plan().fail(Call::kStringAppend, 0, NQ_STATUS_NO_MEMORY, true);
+    NQArray* array = host.array({host.dictionary({{"a", nullptr}})});
+    EXPECT_EQ(to_json2(array, kPretty, -1), kPlanned);
     EXPECT_EQ(out, nullptr);
     host.plan().clear();
     release(array);
