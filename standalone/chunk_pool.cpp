@@ -25,7 +25,11 @@ constexpr uint64_t kLargestSmall = 4096;  // up to here four classes to a doubli
 constexpr unsigned kLinearClasses = kLargestLinear / kGranule;
 constexpr unsigned kClasses = kLinearClasses + 12;
 constexpr uint64_t kFirstChunkBytes = 4096;
-constexpr uint64_t kLargestChunkBytes = 4 << 20;
+constexpr uint64_t kLargestChunkBytes = 256 << 10;
+// From here on a shard grows by chunks of whole huge pages. A smaller one would pay for their
+// zeroing each time anew, while what malloc gives was in use before.
+constexpr uint64_t kLargeShardBytes = 32 << 20;
+constexpr uint64_t kHugeChunkBytes = 4 << 20;
 constexpr uint64_t kHugePageBytes = 2 << 20;
 constexpr unsigned kCachedShards = 64;
 
@@ -74,7 +78,9 @@ struct FreeBlock {
 
 struct alignas(kGranule) Chunk {
     Chunk* next;
+    uint64_t mapped_bytes;  // 0 when it comes from malloc
 };
+static_assert(kHugeChunkBytes % kHugePageBytes == 0);
 
 // A thread as the shards know it: kept until the thread has ended and no shard names it.
 struct ThreadRecord {
@@ -95,6 +101,7 @@ struct Shard {
     std::byte* unused = nullptr;  // the rest of the newest chunk
     std::byte* unused_end = nullptr;
     uint64_t next_chunk_bytes = kFirstChunkBytes;
+    uint64_t bytes = 0;  // of all its chunks
     FreeBlock* free[kClasses] = {};
     alignas(64) std::atomic<FreeBlock*> remote{nullptr};
 };
@@ -152,25 +159,45 @@ void collect_remote(Shard& shard) noexcept {
     }
 }
 
-// A chunk of whole huge pages asks for them: a large pool is then filled without a page fault for
-// every 4 KiB.
-void* chunk_memory(uint64_t bytes) noexcept {
-    if (bytes % kHugePageBytes) return std::malloc(bytes);
-    void* memory = std::aligned_alloc(kHugePageBytes, bytes);
-    if (memory) madvise(memory, bytes, MADV_HUGEPAGE);
-    return memory;
+// A mapping of kHugeChunkBytes that begins at a huge page and asks for such pages, so that a page
+// fault brings 2 MiB instead of 4 KiB. Null when there is none.
+void* map_huge_chunk() noexcept {
+    void* mapping = mmap(nullptr, kHugeChunkBytes + kHugePageBytes, PROT_READ | PROT_WRITE,
+                         MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    if (mapping == MAP_FAILED) return nullptr;
+    auto* begin = static_cast<std::byte*>(mapping);
+    const uint64_t before = -reinterpret_cast<uintptr_t>(begin) % kHugePageBytes;
+    if (before) munmap(begin, before);
+    munmap(begin + before + kHugeChunkBytes, kHugePageBytes - before);
+    madvise(begin + before, kHugeChunkBytes, MADV_HUGEPAGE);
+    return begin + before;
 }
 
 bool add_chunk(Shard& shard, uint64_t bytes) noexcept {
     bytes += sizeof(Chunk);
     if (bytes < shard.next_chunk_bytes) bytes = shard.next_chunk_bytes;
-    void* memory = chunk_memory(bytes);
-    if (!memory) return false;
-    shard.chunks = new (memory) Chunk{shard.chunks};
+    void* memory = shard.bytes < kLargeShardBytes ? nullptr : map_huge_chunk();
+    const uint64_t mapped_bytes = memory ? kHugeChunkBytes : 0;
+    if (memory) {
+        bytes = mapped_bytes;
+    } else {
+        memory = std::malloc(bytes);
+        if (!memory) return false;
+    }
+    shard.chunks = new (memory) Chunk{shard.chunks, mapped_bytes};
     shard.unused = reinterpret_cast<std::byte*>(shard.chunks + 1);
     shard.unused_end = static_cast<std::byte*>(memory) + bytes;
+    shard.bytes += bytes;
     if (shard.next_chunk_bytes < kLargestChunkBytes) shard.next_chunk_bytes *= 2;
     return true;
+}
+
+void free_chunk(Chunk* chunk) noexcept {
+    if (chunk->mapped_bytes) {
+        munmap(chunk, chunk->mapped_bytes);
+    } else {
+        std::free(chunk);
+    }
 }
 
 // A block for the class when its free list is empty.
@@ -354,7 +381,7 @@ void* realloc_block(HostPool* self, void* block, uint64_t size, uint32_t flags) 
 void free_chunks(Shard& shard) noexcept {
     while (Chunk* chunk = shard.chunks) {
         shard.chunks = chunk->next;
-        std::free(chunk);
+        free_chunk(chunk);
     }
 }
 
