@@ -2,9 +2,6 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
-#include <cstdio>
-#include <cstdlib>
-#include <random>
 #include <string>
 #include <vector>
 
@@ -96,17 +93,5 @@ class SpyPool {
     Table table_{};
     HostPool* behind_;
 };
-
-// SEED= and ITER= of the environment, or the values given; the seed is printed.
-inline std::uint64_t setting(const char* name, std::uint64_t otherwise) {
-    const char* text = std::getenv(name);
-    return text ? std::strtoull(text, nullptr, 0) : otherwise;
-}
-
-inline std::mt19937_64 seeded_generator() {
-    const std::uint64_t seed = setting("SEED", std::random_device{}());
-    std::printf("SEED=%llu\n", static_cast<unsigned long long>(seed));
-    return std::mt19937_64(seed);
-}
 
 }  // namespace nq::test

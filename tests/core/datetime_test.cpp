@@ -3,6 +3,7 @@
 #include <chrono>
 
 #include "tests/core/core_support.hpp"
+#include "tests/support/random_seed.hpp"
 
 namespace nq::test {
 namespace {

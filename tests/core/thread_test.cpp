@@ -1,5 +1,5 @@
 // Instances shared between threads.
-#include <algorithm>
+#include <array>
 #include <atomic>
 #include <barrier>
 #include <functional>
@@ -7,6 +7,7 @@
 #include <thread>
 
 #include "tests/core/core_support.hpp"
+#include "tests/support/random_seed.hpp"
 
 namespace nq::test {
 namespace {
@@ -19,18 +20,30 @@ std::uint64_t operations() { return setting("ITER", 1000000); }
 const std::vector<unsigned> kThreadCounts{2, 4, 16};
 
 std::atomic<std::uint64_t> hook_runs{0};
+std::atomic<std::uint64_t> marks_seen{0};
 
-NQStatus count_hook(InstanceHeader*) noexcept {
+// An instance that nothing frees, with a place for each of its holders to write to before they let
+// go. What they wrote must be there for the hook to see.
+struct Shared {
+    InstanceHeader header{};
+    std::array<std::uint64_t, 16> written{};
+};
+
+constexpr std::uint64_t kMark = 7;
+
+NQStatus count_hook(InstanceHeader* instance) noexcept {
+    for (const std::uint64_t mark : reinterpret_cast<Shared*>(instance)->written) {
+        marks_seen += mark;
+    }
     ++hook_runs;
     return NQ_STATUS_OK;
 }
 
-// An instance whose hook is counted and which nothing frees.
-InstanceHeader counted_instance(std::uint64_t references) {
-    InstanceHeader instance{};
-    instance.refCount = references;
-    instance.destroyHook = count_hook;
-    return instance;
+Shared shared_by(std::uint64_t references) {
+    Shared shared;
+    shared.header.refCount = references;
+    shared.header.destroyHook = count_hook;
+    return shared;
 }
 
 void run_threads(unsigned count, const std::function<void(unsigned)>& body) {
@@ -42,6 +55,7 @@ void run_threads(unsigned count, const std::function<void(unsigned)>& body) {
 struct StormResult {
     std::uint64_t instances = 0;
     std::uint64_t hooks = 0;
+    std::uint64_t marks = 0;
     std::uint64_t left = 0;  // references that no release took away
 };
 
@@ -49,17 +63,18 @@ struct StormResult {
 // the last releases of each race.
 StormResult release_storm(unsigned threads, std::uint64_t instances, Release release) {
     constexpr std::uint64_t kPerThread = 4;
-    std::vector<InstanceHeader> shared(instances, counted_instance(threads * kPerThread));
-    hook_runs = 0;
+    std::vector<Shared> all(instances, shared_by(threads * kPerThread));
+    hook_runs = marks_seen = 0;
     std::barrier start(threads);
-    run_threads(threads, [&](unsigned) {
+    run_threads(threads, [&](unsigned index) {
         start.arrive_and_wait();
-        for (InstanceHeader& instance : shared) {
-            for (std::uint64_t k = 0; k < kPerThread; ++k) release(&instance);
+        for (Shared& shared : all) {
+            shared.written[index] = kMark;
+            for (std::uint64_t k = 0; k < kPerThread; ++k) release(&shared);
         }
     });
-    StormResult result{instances, hook_runs, 0};
-    for (const InstanceHeader& instance : shared) result.left += instance.refCount;
+    StormResult result{instances, hook_runs, marks_seen, 0};
+    for (const Shared& shared : all) result.left += shared.header.refCount;
     return result;
 }
 
@@ -69,6 +84,7 @@ TEST(ReferenceThread, ExactlyOneReleaseRunsTheHook) {
         const std::uint64_t instances = operations() / kThreadCounts.size() / (threads * 4) + 1;
         const StormResult result = release_storm(threads, instances, release);
         EXPECT_EQ(result.hooks, result.instances) << threads << " threads";
+        EXPECT_EQ(result.marks, result.instances * threads * kMark) << threads << " threads";
         EXPECT_EQ(result.left, 0u) << threads << " threads";
     }
 }

@@ -2,10 +2,12 @@
 
 #include <gtest/gtest.h>
 #include <malloc.h>
+#include <unistd.h>
 
 #include <array>
 #include <atomic>
 #include <cstring>
+#include <fstream>
 #include <random>
 #include <set>
 #include <thread>
@@ -50,6 +52,13 @@ bool holds(const void* block, uint8_t byte, uint64_t from, uint64_t to) {
 constexpr std::size_t kSlack = 64 << 10;
 std::size_t bytes_in_use() {
     return NQ_UNDER_SANITIZER ? 0 : mallinfo2().uordblks + mallinfo2().hblkhd;
+}
+
+// The bytes of the process's mappings.
+uint64_t address_space() {
+    uint64_t pages = 0;
+    std::ifstream("/proc/self/statm") >> pages;
+    return pages * static_cast<uint64_t>(sysconf(_SC_PAGESIZE));
 }
 
 std::vector<uint64_t> interesting_sizes() {
@@ -364,6 +373,26 @@ TEST(TrackedPoolDeathTest, StopsAtABlockThatIsNotItsOwn) {
     void* block = pool->alloc(pool, 8, 0);
     pool->free(pool, block);
     EXPECT_DEATH(pool->free(pool, block), "is no block of the pool \"strict\"");
+}
+
+TEST(ChunkPool, DestroyGivesBackWhatALargePoolMapped) {
+    if (NQ_UNDER_SANITIZER) GTEST_SKIP() << "the sanitizer keeps freed memory";
+    PoolService service;
+    constexpr uint64_t kBlocks = 20'000;
+    const auto fill_and_destroy = [&] {
+        HostPool* pool = service.make("large", PoolKind::kChunks);
+        for (uint64_t i = 0; i < kBlocks; ++i) {
+            void* block = pool->alloc(pool, 4096, 0);
+            ASSERT_NE(block, nullptr);
+            std::memset(block, 1, 4096);
+        }
+        EXPECT_GE(address_space(), kBlocks * 4096);
+        pool->destroy(pool);
+    };
+    const uint64_t before = address_space();
+    for (int i = 0; i < 5; ++i) fill_and_destroy();
+    // malloc may keep a part of what it got, once.
+    EXPECT_LE(address_space(), before + kBlocks * 4096);
 }
 
 }  // namespace

@@ -12,6 +12,8 @@
 namespace nq::test {
 namespace {
 
+constexpr std::size_t kServiceCallsKept = 4096;
+
 std::u32string name_of(const NQChar* name, std::uint64_t length) { return {name, name + length}; }
 
 constexpr auto kStateNames = std::to_array<const char*>(
@@ -170,7 +172,12 @@ struct KernelOperations {
             call,     self,          record, {}, std::move(arguments), std::move(format),
             capacity, first_variadic};
         if (record) std::memcpy(&entry.record_copy, record, host(self).record_bytes);
-        host(self).service_calls_.push_back(std::move(entry));
+        {
+            CheckingHost& own = host(self);
+            const std::lock_guard lock(own.service_calls_mutex_);
+            if (own.service_calls_.size() == kServiceCallsKept) own.service_calls_.clear();
+            own.service_calls_.push_back(std::move(entry));
+        }
         return plan(self).next(call);
     }
 

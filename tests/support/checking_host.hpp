@@ -17,8 +17,8 @@
 //     EXPECT_EQ(host.state(), before);
 //
 // A host that ends with anything still held makes the test fail, unless forgive() was called.
-// Wrong calls (see faults.hpp) end the process at once. CheckingHost(PoolMode::kGuard) puts every
-// block in front of a protected page.
+// Wrong calls (see faults.hpp) end the process at once. Threads may call the host at once.
+// CheckingHost(PoolMode::kGuard) puts every block in front of a protected page.
 //
 // host.file("a.conf", "k = v\n", {.chunk = 1}) makes a file; host.encoding.plan and
 // host.strings.flag1 choose the behaviour of transcoders and strings.
@@ -26,6 +26,7 @@
 #include <iosfwd>
 #include <map>
 #include <memory>
+#include <mutex>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -147,8 +148,8 @@ class CheckingHost {
     // A further kernel table with the same services.
     HostKernel* make_kernel();
 
-    // The calls of the message services so far, and what they answer when nothing fails. A
-    // formatToBuffer is formatted and recorded.
+    // The latest calls of the message services, and what they answer when nothing fails. A
+    // formatToBuffer is formatted and recorded. Looked at by one thread.
     const std::vector<ServiceCall>& service_calls() const { return service_calls_; }
     std::uint64_t service_result = 0;
     // 16 for a call record, 8 where the record is the caller's context variable.
@@ -183,6 +184,7 @@ class CheckingHost {
     NQContext* default_context_ = nullptr;
     std::vector<std::unique_ptr<Context>> contexts_;
     std::vector<std::unique_ptr<Kernel>> kernels_;
+    std::mutex service_calls_mutex_;
     std::vector<ServiceCall> service_calls_;
 };
 

@@ -45,6 +45,7 @@ EncodingService::EncodingService(HostCore& core) : core_(core) {
 }
 
 std::uint64_t EncodingService::live_transcoders() const {
+    const std::lock_guard lock(mutex_);
     return static_cast<std::uint64_t>(
         std::count_if(transcoders_.begin(), transcoders_.end(),
                       [](const auto& transcoder) { return !transcoder->released; }));
@@ -69,6 +70,7 @@ Transcoder* EncodingService::create(HostEncoding* self, std::uint32_t from, std:
     transcoder->handle = {NQ_MAGIC, "transcoder", release};
     transcoder->convert = convert;
     transcoder->service = &service;
+    const std::lock_guard lock(service.mutex_);
     service.transcoders_.push_back(std::move(transcoder));
     return service.transcoders_.back().get();
 }
@@ -120,8 +122,7 @@ NQStatus EncodingService::convert(Transcoder* self, const std::uint8_t* source,
 
 NQStatus EncodingService::release(void* self) noexcept {
     auto& transcoder = *static_cast<HostTranscoder*>(static_cast<Transcoder*>(self));
-    if (transcoder.released) report_fault("a transcoder released twice");
-    transcoder.released = true;
+    if (transcoder.released.exchange(true)) report_fault("a transcoder released twice");
     return transcoder.service->core_.plan.next(Call::kReleaseTranscoder);
 }
 

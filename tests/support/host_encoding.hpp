@@ -1,5 +1,8 @@
 #pragma once
+#include <atomic>
 #include <memory>
+#include <mutex>
+#include <string>
 #include <vector>
 
 #include "nqinstance/host/encoding.h"
@@ -44,7 +47,7 @@ class EncodingService {
     struct HostTranscoder : Transcoder {
         EncodingService* service;
         std::string tail;
-        bool released;
+        std::atomic<bool> released;
     };
 
     static std::int32_t needs_transcoding(HostEncoding* self, std::uint32_t from,
@@ -58,6 +61,7 @@ class EncodingService {
 
     HostCore& core_;
     Table table_{};
+    mutable std::mutex mutex_;
     // Released ones stay, so that their use is seen.
     std::vector<std::unique_ptr<HostTranscoder>> transcoders_;
 };

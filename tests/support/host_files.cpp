@@ -25,6 +25,7 @@ FileService::FileService(HostCore& core) : core_(core) {
 FileService::~FileService() = default;
 
 void FileService::add(std::string name, std::string bytes, FilePlan plan) {
+    const std::lock_guard lock(mutex_);
     contents_[std::move(name)] =
         std::make_shared<Content>(Content{std::move(bytes), std::move(plan)});
 }
@@ -34,6 +35,7 @@ void FileService::extend(const std::string& name, std::string_view bytes) {
 }
 
 std::uint64_t FileService::open_files() const {
+    const std::lock_guard lock(mutex_);
     return static_cast<std::uint64_t>(std::count_if(
         files_.begin(), files_.end(), [](const auto& file) { return !file->closed; }));
 }
@@ -48,9 +50,10 @@ IoeFile* FileService::open(NQIoeApi* self, const std::uint8_t* name, std::uint64
     OpenCall call{{reinterpret_cast<const char*>(name), length}, kind, {}, {}};
     std::memcpy(&call.parameters, parameters, sizeof call.parameters);
     std::memcpy(&call.io_parameters, io, sizeof call.io_parameters);
-    service.opens_.push_back(call);
 
     FailurePlan& plan = service.core_.plan;
+    const std::lock_guard lock(service.mutex_);
+    service.opens_.push_back(call);
     const auto found = service.contents_.find(call.name);
     NQStatus result = plan.next(Call::kOpenFile);
     const bool refused = result && !plan.delivers_with_failure();
@@ -102,8 +105,7 @@ NQStatus FileService::read(IoeFile* self, std::uint8_t** cursor, std::uint64_t* 
 
 NQStatus FileService::close(void* self) noexcept {
     auto& file = *static_cast<OpenFile*>(static_cast<IoeFile*>(self));
-    if (file.closed) report_fault("a file closed twice");
-    file.closed = true;
+    if (file.closed.exchange(true)) report_fault("a file closed twice");
     return file.service->core_.plan.next(Call::kCloseFile);
 }
 

@@ -1,4 +1,5 @@
 #pragma once
+#include <atomic>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -65,7 +66,7 @@ class FileService {
         std::shared_ptr<Content> content;
         std::uint64_t position;
         std::uint64_t reads;
-        bool closed;
+        std::atomic<bool> closed;
     };
 
     static IoeFile* open(NQIoeApi* self, const std::uint8_t* name, std::uint64_t length,
@@ -77,6 +78,7 @@ class FileService {
 
     HostCore& core_;
     ExtensionTable<NQIoeApi, FileService> table_{};
+    mutable std::mutex mutex_;
     std::map<std::string, std::shared_ptr<Content>> contents_;
     // Closed files stay, so that their use is seen.
     std::vector<std::unique_ptr<OpenFile>> files_;

@@ -129,6 +129,47 @@ TEST_P(SearchBody, DenseFalseStartsAgreeWithTheStandardSearch) {
     }
 }
 
+// Places with the needle's ends, a lot of them for each byte, and nothing of what is between.
+std::string dense_false_starts(std::size_t length, std::size_t needle_length, char first,
+                               char last) {
+    std::string text;
+    while (text.size() < length) {
+        text += std::string(needle_length - 1, first) + std::string(needle_length - 1, last);
+    }
+    text.resize(length);
+    return text;
+}
+
+TEST_P(SearchBody, NeedleBehindAnyNumberOfFalseStarts) {
+    const std::string needle = "axbbbbbbb";
+    for (std::size_t length = 0; length < 3000; ++length) {
+        const std::string haystack = dense_false_starts(length, needle.size(), 'a', 'b') + needle;
+        check(haystack, needle);
+        check(haystack + "aaaa", needle);
+    }
+}
+
+// Once two windows a period apart have been matched in part, spoilt bytes decide.
+TEST_P(SearchBody, PeriodicNeedlesInSpoiltRepetitions) {
+    for (const std::string period : {"ab", "ba", "aab", "abb", "aba", "abaab", "abcabd"}) {
+        std::string needle;
+        while (needle.size() < 14) needle += period;
+        for (std::size_t cut = 0; cut < period.size(); ++cut, needle.pop_back()) {
+            const std::string start =
+                dense_false_starts(1500, needle.size(), needle.front(), needle.back());
+            for (std::size_t first = 0; first < 20; ++first) {
+                for (std::size_t second = first; second < 20; ++second) {
+                    std::string repetition;
+                    while (repetition.size() < 20) repetition += period;
+                    repetition[first] = 'x';
+                    repetition[second] = 'y';
+                    check(start + repetition, needle);
+                }
+            }
+        }
+    }
+}
+
 // Each of these would take hours if the work were not linear.
 TEST_P(SearchBody, RepetitiveMegabytesEnd) {
     constexpr std::size_t kSize = 1 << 20;

@@ -1,0 +1,117 @@
+#pragma once
+#include <immintrin.h>
+
+#include "nqinstance/text/kernel_loops.hpp"
+
+// What the 256-bit bodies share. The functions are marked one by one, never the file: an inline
+// function compiled for a processor with AVX2 could be the copy that is linked for all.
+#define NQ_AVX2 __attribute__((target("avx2,bmi,bmi2,popcnt")))
+#define NQ_AVX2_INLINE __attribute__((target("avx2,bmi,bmi2,popcnt"), always_inline)) inline
+
+namespace nq::avx2 {
+
+// The bodies of the conversions, see TextKernels.
+NQ_AVX2 NQStatus utf8_to_utf32(Cursor& cursor, ByteOrder out) noexcept;
+NQ_AVX2 NQStatus utf16_to_utf32(Cursor& cursor, ByteOrder in, ByteOrder out) noexcept;
+NQ_AVX2 NQStatus utf32_to_utf8(Cursor& cursor, ByteOrder in) noexcept;
+NQ_AVX2 NQStatus utf32_to_utf16(Cursor& cursor, ByteOrder in, ByteOrder out, bool pairs) noexcept;
+
+// After a block that cannot be converted at once, this many bytes go through the plain loop.
+inline constexpr std::uint64_t kPlainStretch = 64;
+
+using Bytes = __m256i;
+
+NQ_AVX2_INLINE Bytes load(const void* from) noexcept {
+    return _mm256_loadu_si256(static_cast<const __m256i*>(from));
+}
+
+NQ_AVX2_INLINE void store(void* to, Bytes bytes) noexcept {
+    _mm256_storeu_si256(static_cast<__m256i*>(to), bytes);
+}
+
+// One bit for each byte whose top bit is set.
+NQ_AVX2_INLINE std::uint32_t top_bits(Bytes bytes) noexcept {
+    return static_cast<std::uint32_t>(_mm256_movemask_epi8(bytes));
+}
+
+NQ_AVX2_INLINE std::uint64_t top_bits(Bytes low, Bytes high) noexcept {
+    return top_bits(low) | static_cast<std::uint64_t>(top_bits(high)) << 32;
+}
+
+NQ_AVX2_INLINE Bytes all_bytes(std::uint32_t byte) noexcept {
+    return _mm256_set1_epi8(static_cast<char>(byte));
+}
+
+NQ_AVX2_INLINE Bytes all_units(std::uint32_t unit) noexcept {
+    return _mm256_set1_epi32(static_cast<int>(unit));
+}
+
+// All ones in the units that are at least `bound`.
+NQ_AVX2_INLINE Bytes at_least(Bytes units, std::uint32_t bound) noexcept {
+    return _mm256_cmpeq_epi32(_mm256_max_epu32(units, all_units(bound)), units);
+}
+
+// What brings units of `width` bytes from or into the given order.
+NQ_AVX2_INLINE Bytes order_shuffle(ByteOrder order, int width) noexcept {
+    const Bytes same = _mm256_setr_epi8(0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 0, 1,
+                                        2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15);
+    if (order == ByteOrder::little) return same;
+    return _mm256_xor_si256(same, all_bytes(static_cast<std::uint32_t>(width - 1)));
+}
+
+NQ_AVX2_INLINE __m128i load_half(const void* from) noexcept {
+    return _mm_loadu_si128(static_cast<const __m128i*>(from));
+}
+
+NQ_AVX2_INLINE void store_half(void* to, __m128i bytes) noexcept {
+    _mm_storeu_si128(static_cast<__m128i*>(to), bytes);
+}
+
+NQ_AVX2_INLINE Bytes join(__m128i low, __m128i high) noexcept {
+    return _mm256_inserti128_si256(_mm256_castsi128_si256(low), high, 1);
+}
+
+// The bits of all lanes at which `units` has its top bit set.
+NQ_AVX2_INLINE std::uint32_t top_bits_of_units(Bytes units) noexcept {
+    return static_cast<std::uint32_t>(_mm256_movemask_ps(_mm256_castsi256_ps(units)));
+}
+
+NQ_AVX2_INLINE std::uint32_t count_bits(std::uint32_t bits) noexcept {
+    return static_cast<std::uint32_t>(_mm_popcnt_u32(bits));
+}
+
+NQ_AVX2_INLINE bool none_has(Bytes units, std::uint32_t bits) noexcept {
+    return _mm256_testz_si256(units, all_units(bits));
+}
+
+// The low 16 bits, which are all that is set, of 16 units.
+NQ_AVX2_INLINE Bytes narrow(Bytes low, Bytes high) noexcept {
+    return _mm256_permute4x64_epi64(_mm256_packus_epi32(low, high), 0xD8);
+}
+
+// For each set of bits, what moves the kept ones of N bytes to the front; bytes after them are
+// marked as zero for a shuffle.
+template <std::size_t N>
+struct Packing {
+    alignas(N) std::uint8_t shuffle[256][N];
+};
+
+// `is_kept(set, byte)` tells which they are.
+template <std::size_t N, class IsKept>
+consteval Packing<N> make_packing(IsKept is_kept) {
+    Packing<N> packing{};
+    for (unsigned set = 0; set < 256; ++set) {
+        std::size_t to = 0;
+        for (unsigned byte = 0; byte < N; ++byte) {
+            if (is_kept(set, byte)) packing.shuffle[set][to++] = static_cast<std::uint8_t>(byte);
+        }
+        while (to < N) packing.shuffle[set][to++] = 0x80;
+    }
+    return packing;
+}
+
+// Keeps those of eight 16-bit elements whose bit is set.
+inline constexpr auto kWordPacking =
+    make_packing<16>([](unsigned set, unsigned byte) { return set >> byte / 2 & 1; });
+
+}  // namespace nq::avx2
