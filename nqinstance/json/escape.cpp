@@ -2,6 +2,8 @@
 
 #include <string.h>
 
+#include <array>
+
 #include "nqinstance/text/utf8_tables.hpp"
 
 namespace nq {
@@ -76,19 +78,36 @@ void escape_into_gap(uint8_t* bytes, uint64_t gap, uint64_t length) noexcept {
     }
 }
 
+// What an insertion puts into the gap, to be written over.
+constexpr std::array<uint8_t, 256> kBackslashes = [] {
+    std::array<uint8_t, 256> run{};
+    for (uint8_t& byte : run) byte = '\\';
+    return run;
+}();
+
+// Makes room for `count` bytes at the front of the string with one insertion.
+NQStatus insert_gap(HostPool* pool, NQU8String* string, uint64_t count) noexcept {
+    if (count <= kBackslashes.size()) {
+        return string->methods->insert(string, 0, kBackslashes.data(), count);
+    }
+    auto* run = static_cast<uint8_t*>(pool->alloc(pool, count, 0));
+    if (!run) return NQ_STATUS_NO_MEMORY;
+    memset(run, '\\', count);
+    const NQStatus status = string->methods->insert(string, 0, run, count);
+    pool->free(pool, run);
+    return status;
+}
+
 }  // namespace
 
 NQStatus escape_string(NQStringApi* strings, HostPool* pool, InstanceHeader* instance,
                        Held<NQU8String>& escaped) noexcept {
-    const void* source;
     NQStatus status;
     if (instance->isType(instance, "NQString")) {
         const auto* string = reinterpret_cast<NQString*>(instance);
-        source = string->text;
         status = strings->copyText(strings, escaped.out(), pool, string->text, string->length);
     } else {
         const auto* string = reinterpret_cast<NQU8String*>(instance);
-        source = string->bytes;
         status =
             strings->createFromUtf8(strings, escaped.out(), pool, string->bytes, string->length, 1);
     }
@@ -97,10 +116,7 @@ NQStatus escape_string(NQStringApi* strings, HostPool* pool, InstanceHeader* ins
     const uint64_t escapes = count_escapes(escaped->bytes, escaped->length);
     if (!escapes) return NQ_STATUS_OK;
 
-    // One insertion makes room for all the backslashes. Whatever bytes it puts there are written
-    // over; the source's own text is at hand and has at least as many.
-    status =
-        escaped->methods->insert(escaped.get(), 0, static_cast<const uint8_t*>(source), escapes);
+    status = insert_gap(pool, escaped.get(), escapes);
     if (status) return status;
     escape_into_gap(escaped->bytes, escapes, escaped->length);
     return NQ_STATUS_OK;

@@ -10,7 +10,8 @@ NQ_BEGIN_C
  * convert at once.
  *
  * A null `*out` receives a new string in `pool`, held once by the caller; a string that is there
- * already is continued and stays the caller's. A null `instance` is written as null.
+ * already is continued, stays the caller's and is not itself part of `instance`. A null `instance`
+ * is written as null.
  *
  * A wrapped handle is written as the object it wraps, under the type name it answers to. Keys are
  * not escaped; in strings only the double quote, the backslash, the tab and the line feed are. Both

@@ -74,12 +74,14 @@ NQStatus write_data(JsonWriter& writer, InstanceHeader* instance, bool in_dictio
 }
 
 // The opening bracket of a container behind its key stands on a line of its own.
-NQStatus open_container(JsonWriter& writer, bool in_dictionary, std::string_view bracket) noexcept {
+NQStatus begin_container(JsonWriter& writer, bool in_dictionary) noexcept {
+    const bool starts_line = writer.depth > 0 && in_dictionary && writer.prettyMode == 1;
+    return starts_line ? writer.write("\n") : NQ_STATUS_OK;
+}
+
+NQStatus open_container(JsonWriter& writer, std::string_view bracket) noexcept {
     const bool has_lines = writer.prettyMode == 1;
     const bool is_nested = writer.depth > 0;
-    if (is_nested && in_dictionary && has_lines) {
-        if (const NQStatus status = writer.write("\n")) return status;
-    }
     if (const NQStatus status = writer.write(writer.currentIndent)) return status;
     if (is_nested) {
         if (const NQStatus status = writer.write(writer.bracketIndent)) return status;
@@ -124,7 +126,8 @@ NQStatus close_container(JsonWriter& writer, std::string_view bracket) noexcept 
 
 NQStatus write_array(JsonWriter& writer, InstanceHeader* instance, bool in_dictionary) noexcept {
     const auto& array = *reinterpret_cast<NQArray*>(instance);
-    if (const NQStatus status = open_container(writer, in_dictionary, "[")) return status;
+    if (const NQStatus status = begin_container(writer, in_dictionary)) return status;
+    if (const NQStatus status = open_container(writer, "[")) return status;
     for (uint64_t i = 0; i < array.count; ++i) {
         if (const NQStatus status = write_value(writer, false, array.elements[i])) return status;
         if (const NQStatus status = end_element(writer, i + 1 == array.count)) return status;
@@ -149,9 +152,10 @@ NQStatus write_entry(JsonWriter& writer, NQDictionary* dictionary, NQU8String* k
 NQStatus write_dictionary(JsonWriter& writer, InstanceHeader* instance,
                           bool in_dictionary) noexcept {
     auto* dictionary = reinterpret_cast<NQDictionary*>(instance);
+    if (const NQStatus status = begin_container(writer, in_dictionary)) return status;
     Held<NQArray> keys;
     if (const NQStatus status = dictionary->listKeys(dictionary, keys.out())) return status;
-    if (const NQStatus status = open_container(writer, in_dictionary, "{")) return status;
+    if (const NQStatus status = open_container(writer, "{")) return status;
     for (uint64_t i = 0; i < keys->count; ++i) {
         auto* key = reinterpret_cast<NQU8String*>(keys->elements[i]);
         if (const NQStatus status = write_entry(writer, dictionary, key)) return status;

@@ -179,6 +179,27 @@ TEST_F(JsonFailure, StringsThatCannotBeEscaped) {
     EXPECT_EQ(failing(host.text(u8"b\n"), Call::kStringInsert, 0), "\"");
 }
 
+TEST_F(JsonFailure, RoomForManyBackslashesThatCannotBeHad) {
+    const std::string quotes(300, '"');
+    NQU8String* string = host.string(quotes);
+    const HostState before = host.state();
+    // The first block is the writer's, the second the run of backslashes.
+    for (const Call call : {Call::kAlloc, Call::kStringInsert}) {
+        host.plan().clear();
+        host.plan().fail(call, call == Call::kAlloc ? 1 : 0, kPlanned);
+        EXPECT_EQ(to_json2(string, kCompact, 0),
+                  call == Call::kAlloc ? NQ_STATUS_NO_MEMORY : kPlanned);
+        EXPECT_EQ(out, nullptr);
+        EXPECT_EQ(host.state(), before);
+    }
+    host.plan().clear();
+    EXPECT_EQ(to_json2(string, kCompact, 0), NQ_STATUS_OK);
+    std::string escaped;
+    for (std::size_t i = 0; i < quotes.size(); ++i) escaped += "\\\"";
+    EXPECT_EQ(take_out(), '"' + escaped + '"');
+    release(string);
+}
+
 TEST_F(JsonFailure, DataThatCannotBeEncoded) {
     EXPECT_EQ(failing(host.array({data("f"), data("f")}), Call::kBase64, 1),
               "[\n    \"Zg==\",\n    \"");
@@ -212,10 +233,10 @@ TEST_F(JsonFailure, DoubleTooLongForTheBuffer) {
 }
 
 TEST_F(JsonFailure, KeysThatCannotBeListed) {
-    // A dictionary is not opened then, but its line is not begun either.
+    // A dictionary is not opened then, but its line is begun.
     EXPECT_EQ(failing(host.dictionary({{"k", host.dictionary()}}), Call::kListKeys, 0), "");
     EXPECT_EQ(failing(host.dictionary({{"k", host.dictionary()}}), Call::kListKeys, 1),
-              "{\n    \"k\": ");
+              "{\n    \"k\": \n");
 }
 
 TEST_F(JsonFailure, ValueThatCannotBeHadIsNull) {

@@ -82,6 +82,21 @@ NQStatus append(NQU8String* self, const void* text, std::uint64_t length,
     return insert_bytes(string, string.length, decode(text, length, encoding));
 }
 
+// True when the text holds no part of a UTF-8 sequence.
+bool holds_whole_characters(std::string_view text) {
+    std::size_t at = 0;
+    while (at < text.size()) {
+        const auto lead = static_cast<unsigned char>(text[at]);
+        const std::size_t bytes = lead < 0x80 ? 1 : lead < 0xe0 ? 2 : lead < 0xf0 ? 3 : 4;
+        if ((lead >= 0x80 && lead < 0xc0) || bytes > text.size() - at) return false;
+        for (const char c : text.substr(at + 1, bytes - 1)) {
+            if ((static_cast<unsigned char>(c) & 0xc0) != 0x80) return false;
+        }
+        at += bytes;
+    }
+    return true;
+}
+
 NQStatus insert(NQU8String* self, std::uint64_t position, const std::uint8_t* text,
                 std::uint64_t length) noexcept {
     if (const NQStatus status = enter(self, Call::kStringInsert)) return status;
@@ -90,7 +105,9 @@ NQStatus insert(NQU8String* self, std::uint64_t position, const std::uint8_t* te
         report_fault("insert beyond the end of a string");
         return NQ_STATUS_INVALID_ARGUMENT;
     }
-    return insert_bytes(string, position, decode(text, length, NQ_ENCODING_UTF8));
+    const std::string inserted = decode(text, length, NQ_ENCODING_UTF8);
+    if (!holds_whole_characters(inserted)) report_fault("insert of text that is not UTF-8");
+    return insert_bytes(string, position, inserted);
 }
 
 NQStatus trim(NQU8String* self) noexcept {
