@@ -8,17 +8,18 @@ libgtest-dev libbenchmark-dev libicu-dev libsimdjson-dev libcli11-dev"
 packages="$packages systemd hicolor-icon-theme libkf5kdelibs4support-data"
 
 missing=""
-if command -v dpkg-query >/dev/null 2>&1; then
-    for package in $packages; do
-        state=$(dpkg-query -W -f '${Status}' "$package" 2>/dev/null || true)
-        [ "$state" = "install ok installed" ] || missing="$missing $package"
-    done
-    [ -n "$missing" ] || exit 0
-fi
+for package in $packages; do
+    state=$(dpkg-query -W -f '${Status}' "$package" 2>/dev/null || true)
+    [ "$state" = "install ok installed" ] || missing="$missing $package"
+done
+[ -n "$missing" ] || exit 0
 
-if ! command -v apt-get >/dev/null 2>&1; then
-    echo "This set-up knows Debian's packages only. Install what they hold and run again:" >&2
+distribution=$(. /etc/os-release 2>/dev/null && echo "${ID:-} ${VERSION_ID:-}" || true)
+if [ "$distribution" != "debian 12" ]; then
+    if [ "${NQ_PACKAGES:-}" = "provided" ]; then exit 0; fi
+    echo "Packages are installed on Debian 12 only. Here, provide what these hold:" >&2
     echo $packages >&2
+    echo "and run again with NQ_PACKAGES=provided in the environment." >&2
     exit 1
 fi
 
@@ -26,7 +27,7 @@ echo "Installing:$missing"
 as_root=""
 if [ "$(id -u)" -ne 0 ]; then
     if ! command -v sudo >/dev/null 2>&1; then
-        echo "Installing packages needs root; run this once as root: apt-get install$missing" >&2
+        echo "That needs root, and there is no sudo. As root, run: apt-get install$missing" >&2
         exit 1
     fi
     as_root="sudo"

@@ -20,7 +20,7 @@ check() {
         return
     fi
     ctest --test-dir "build/$preset" -j "$(nproc)" --output-on-failure --no-tests=error "$@" |
-        tee "$log" | grep -v ' Passed '
+        tee "$log" | grep -vE ' Passed |^ +Start +[0-9]+:'
     local summary
     summary=$(sed -nE 's/.*, ([0-9]+) tests? failed out of ([0-9]+).*/\1 \2/p' "$log" | tail -n 1)
     if [ -z "$summary" ]; then
