@@ -1,20 +1,16 @@
 #include "standalone/files.hpp"
 
-#include <fcntl.h>
-#include <poll.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
-#include <climits>
 #include <cstring>
 #include <map>
 #include <mutex>
 #include <new>
-#include <optional>
 #include <utility>
 
+#include "standalone/descriptor.hpp"
 #include "standalone/registry.hpp"
 #include "standalone/statuses.hpp"
 
@@ -22,52 +18,6 @@ namespace nq {
 namespace {
 
 using Content = std::shared_ptr<const std::string>;
-
-class Descriptor {
-  public:
-    Descriptor(int number, bool is_owned) noexcept : number_(number), is_owned_(is_owned) {}
-    Descriptor(Descriptor&& other) noexcept
-        : number_(other.number_), is_owned_(std::exchange(other.is_owned_, false)) {}
-    Descriptor& operator=(Descriptor&&) = delete;
-    ~Descriptor() {
-        if (is_owned_ && number_ >= 0) ::close(number_);
-    }
-    int number() const noexcept { return number_; }
-
-  private:
-    int number_;
-    bool is_owned_;
-};
-
-// Reads some bytes, waiting for them if need be. 0: the end; negative: errno says why.
-ssize_t read_some(int descriptor, void* target, uint64_t room) noexcept {
-    for (;;) {
-        const ssize_t count = ::read(descriptor, target, std::min<uint64_t>(room, SSIZE_MAX));
-        if (count >= 0) return count;
-        if (errno == EAGAIN) {
-            pollfd wait{.fd = descriptor, .events = POLLIN, .revents = 0};
-            if (::poll(&wait, 1, -1) >= 0) continue;
-        }
-        if (errno != EINTR) return -1;
-    }
-}
-
-// Reads to the end; `expected` is a guess, since some files say 0 and others grow.
-bool read_all(int descriptor, uint64_t expected, std::string& bytes) {
-    constexpr uint64_t kLeastRoom = 4096;
-    // One byte more than expected: the end then shows without the text being moved.
-    bytes.resize(std::max(expected + 1, kLeastRoom));
-    uint64_t length = 0;
-    for (;;) {
-        if (length == bytes.size()) bytes.resize(length * 2);
-        const ssize_t count = read_some(descriptor, bytes.data() + length, bytes.size() - length);
-        if (count < 0) return false;
-        if (count == 0) break;
-        length += static_cast<uint64_t>(count);
-    }
-    bytes.resize(length);
-    return true;
-}
 
 NQStatus status_of_open_error(int error) noexcept {
     switch (error) {
@@ -82,18 +32,12 @@ NQStatus status_of_open_error(int error) noexcept {
     }
 }
 
-int open_for_reading(const char* path) noexcept {
-    for (;;) {
-        const int descriptor = ::open(path, O_RDONLY | O_CLOEXEC | O_NOCTTY);
-        if (descriptor >= 0 || errno != EINTR) return descriptor;
-    }
-}
-
 struct OpenFile : IoeFile {
     Registry<OpenFile>* registry = nullptr;
     Content content;  // null for a stream
     uint64_t position = 0;
-    std::optional<Descriptor> stream;
+    Descriptor owned;  // a stream's, unless it is the standard input
+    int stream = -1;
     bool is_ended = false;
 };
 
@@ -121,7 +65,7 @@ NQStatus read_stream(IoeFile* self, uint8_t** cursor, uint64_t* length, uint64_t
     // A terminal would go on after its end, and this file must not.
     if (file->is_ended) return NQ_STATUS_END_OF_FILE;
     if (room == 0) return NQ_STATUS_OK;
-    const ssize_t count = read_some(file->stream->number(), *cursor, room);
+    const ssize_t count = read_some(file->stream, *cursor, room);
     if (count < 0) return NQ_HOST_STATUS_READ_ERROR;
     file->is_ended = count == 0;
     *length = static_cast<uint64_t>(count);
@@ -145,17 +89,18 @@ class FileService::Impl {
     }
 
     IoeFile* open(std::string_view name, NQStatus& status) {
-        if (Content content = find(name)) return make(std::move(content), std::nullopt);
+        if (Content content = find(name)) return make_file(std::move(content));
         const bool is_input = name == "-";
         // The system would take what stands before a NUL byte for the name.
         if (name.find('\0') != name.npos) {
             status = NQ_HOST_STATUS_NOT_FOUND;
             return nullptr;
         }
-        Descriptor descriptor(is_input ? STDIN_FILENO : open_for_reading(std::string(name).c_str()),
-                              !is_input);
+        Descriptor owned;
+        if (!is_input) owned = open_for_reading(std::string(name).c_str());
+        const int descriptor = is_input ? STDIN_FILENO : owned.get();
         struct stat facts;
-        if (descriptor.number() < 0 || ::fstat(descriptor.number(), &facts) != 0) {
+        if (descriptor < 0 || ::fstat(descriptor, &facts) != 0) {
             status = status_of_open_error(errno);
             return nullptr;
         }
@@ -163,13 +108,13 @@ class FileService::Impl {
             status = NQ_HOST_STATUS_IS_DIRECTORY;
             return nullptr;
         }
-        if (is_input || !S_ISREG(facts.st_mode)) return make(nullptr, std::move(descriptor));
+        if (is_input || !S_ISREG(facts.st_mode)) return make_stream(std::move(owned), descriptor);
         std::string bytes;
-        if (!read_all(descriptor.number(), static_cast<uint64_t>(facts.st_size), bytes)) {
+        if (read_whole(descriptor, bytes) != 0) {
             status = NQ_HOST_STATUS_READ_ERROR;
             return nullptr;
         }
-        return make(std::make_shared<const std::string>(std::move(bytes)), std::nullopt);
+        return make_file(std::make_shared<const std::string>(std::move(bytes)));
     }
 
   private:
@@ -179,14 +124,25 @@ class FileService::Impl {
         return found == memory_files_.end() ? nullptr : found->second;
     }
 
-    IoeFile* make(Content content, std::optional<Descriptor> stream) {
+    IoeFile* make_file(Content content) {
         auto file = std::make_unique<OpenFile>();
+        file->read = read_content;
+        file->content = std::move(content);
+        return hand_out(std::move(file));
+    }
+
+    IoeFile* make_stream(Descriptor owned, int descriptor) {
+        auto file = std::make_unique<OpenFile>();
+        file->read = read_stream;
+        file->owned = std::move(owned);
+        file->stream = descriptor;
+        return hand_out(std::move(file));
+    }
+
+    IoeFile* hand_out(std::unique_ptr<OpenFile> file) {
         OpenFile* result = file.get();
         file->handle = {NQ_MAGIC, "file", release_file};
-        file->read = content ? read_content : read_stream;
         file->registry = &registry_;
-        file->content = std::move(content);
-        if (stream) file->stream.emplace(std::move(*stream));
         registry_.insert(std::move(file));
         return result;
     }

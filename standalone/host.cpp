@@ -2,10 +2,8 @@
 
 #include <dlfcn.h>
 
-#include <algorithm>
 #include <mutex>
 #include <utility>
-#include <vector>
 
 #include "standalone/kernel.hpp"
 #include "standalone/messages.hpp"
@@ -16,21 +14,30 @@ namespace {
 // The kernel version that the host provides.
 constexpr uint64_t kVersion[3] = {9, 1, 1};
 
-// The libraries that some host in this process has loaded: a library knows one kernel only.
-std::mutex loaded_mutex;
-std::vector<void*> loaded_libraries;
+// A library knows one kernel only, so those that hosts of this process have loaded are listed. The
+// hosts own the list's parts: one of them may end later than this file's globals.
+struct LoadedLibrary {
+    void* handle = nullptr;
+    LoadedLibrary* next = nullptr;
+};
+constinit std::mutex loaded_mutex;
+constinit LoadedLibrary* first_loaded = nullptr;
 
-bool claim(void* library) {
+// False: some host has loaded the library already.
+bool enlist(LoadedLibrary& library) noexcept {
     const std::lock_guard lock(loaded_mutex);
-    const auto end = loaded_libraries.end();
-    if (std::find(loaded_libraries.begin(), end, library) != end) return false;
-    loaded_libraries.push_back(library);
+    for (const LoadedLibrary* other = first_loaded; other; other = other->next) {
+        if (other->handle == library.handle) return false;
+    }
+    library.next = std::exchange(first_loaded, &library);
     return true;
 }
 
-void give_up(void* library) noexcept {
+void strike_off(LoadedLibrary& library) noexcept {
     const std::lock_guard lock(loaded_mutex);
-    std::erase(loaded_libraries, library);
+    LoadedLibrary** place = &first_loaded;
+    while (*place != &library) place = &(*place)->next;
+    *place = library.next;
 }
 
 template <class Function>
@@ -57,62 +64,60 @@ class Host::Impl {
             error = "a library is loaded already";
             return false;
         }
-        void* library = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
-        if (!library) {
+        library_ = {dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL)};
+        if (!library_.handle) {
             error = dlerror();
             return false;
         }
-        if (!claim(library)) {
-            error = path + ": another host has loaded it";
-        } else {
-            api_ = start(library, error);
-            if (api_) {
-                library_ = library;
-                return true;
-            }
-            error = path + ": " + error;
-            give_up(library);
+        const char* reason = "another host has loaded it";
+        if (enlist(library_)) {
+            api_ = start(library_.handle, reason);
+            if (api_) return true;
+            strike_off(library_);
         }
-        dlclose(library);
+        close();
+        error = path + ": " + reason;
         return false;
     }
 
     void unload() noexcept {
         if (!api_) return;
         api_->realDestroy(std::exchange(api_, nullptr));
-        give_up(library_);
-        dlclose(std::exchange(library_, nullptr));
+        strike_off(library_);
+        close();
     }
 
     Kernel& kernel() noexcept { return kernel_; }
     const Kernel& kernel() const noexcept { return kernel_; }
     InstanceApi* api() const noexcept { return api_; }
     void* symbol(const char* name) const noexcept {
-        return library_ ? dlsym(library_, name) : nullptr;
+        return library_.handle ? dlsym(library_.handle, name) : nullptr;
     }
 
   private:
-    InstanceApi* start(void* library, std::string& error) {
+    InstanceApi* start(void* library, const char*& reason) noexcept {
         const auto set_kernel = function<decltype(nqextent)>(library, "nqextent");
         const auto enter = function<decltype(nqinstance)>(library, "nqinstance");
         if (!set_kernel || !enter) {
-            error = "no extension library";
+            reason = "no extension library";
             return nullptr;
         }
         set_kernel(&kernel_);
         InstanceApi* api = enter(&kernel_);
         if (!api) {
-            error = "its entry failed";
+            reason = "its entry failed";
             return nullptr;
         }
         if (is_satisfied(api)) return api;
-        error = "it needs another version of the host";
+        reason = "it needs another version of the host";
         api->realDestroy(api);
         return nullptr;
     }
 
+    void close() noexcept { dlclose(std::exchange(library_.handle, nullptr)); }
+
     Kernel kernel_;
-    void* library_ = nullptr;
+    LoadedLibrary library_;
     InstanceApi* api_ = nullptr;
 };
 

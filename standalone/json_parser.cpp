@@ -235,6 +235,7 @@ NQStatus parse_json(const JsonServices& services, HostPool* pool, const uint8_t*
     constexpr std::string_view kMark = "\xef\xbb\xbf";
     *out = nullptr;
     *line = *column = 0;
+    if (length && !bytes) return NQ_STATUS_INVALID_ARGUMENT;
     std::string_view text(reinterpret_cast<const char*>(bytes), length);
     if (text.starts_with(kMark)) text.remove_prefix(kMark.size());
     try {

@@ -25,7 +25,8 @@ inline constexpr uint64_t kMaxJsonDepth = 16384;
 // On failure nothing stays allocated, `*out` is null, and `*line` and `*column` say where, counted
 // from 1 and in characters, or are 0 when that is not known (always so on success).
 // NQ_HOST_STATUS_JSON_SYNTAX, _JSON_NUMBER, _JSON_ENCODING, _JSON_TOO_DEEP, _JSON_TOO_LARGE,
-// NQ_STATUS_NO_MEMORY, or what a service reports.
+// NQ_STATUS_INVALID_ARGUMENT for null text with a length, NQ_STATUS_NO_MEMORY, or what a service
+// reports.
 NQStatus parse_json(const JsonServices& services, HostPool* pool, const uint8_t* text,
                     uint64_t length, InstanceHeader** out, uint32_t* line,
                     uint32_t* column) noexcept;

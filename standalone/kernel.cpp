@@ -102,7 +102,7 @@ struct Kernel::Operations {
         NQExtension* found = nullptr;
         kernel(self).visit_extensions([&](auto& extension) noexcept {
             const std::string_view own = extension.handle.name;
-            if (std::equal(own.begin(), own.end(), name, name + length)) {
+            if (length == own.size() && std::equal(own.begin(), own.end(), name)) {
                 found = reinterpret_cast<NQExtension*>(extension.hold());
             }
         });

@@ -69,6 +69,12 @@ LocaleNumbers::LocaleNumbers(const icu::Locale& locale, UErrorCode& status) {
     }
     reader_.reset(static_cast<icu::DecimalFormat*>(reader.release()));
     reader_->setLenient(false);
+    // ICU prepares a formatter for speed when it has been used a few times: here, where no other
+    // thread can see it.
+    for (int use = 0; use < 4; ++use) {
+        plain_.formatInt(0, status);
+        scientific_.formatInt(0, status);
+    }
 }
 
 icu::UnicodeString LocaleNumbers::write(std::int64_t value, UErrorCode& status) const {

@@ -64,6 +64,10 @@ class SourceText {
         is_own_ = offset_ <= string.capacity;
     }
     bool is_own() const noexcept { return is_own_; }
+    // Own text must not reach beyond the string's.
+    bool has(uint64_t bytes) const noexcept {
+        return !is_own_ || (offset_ <= string_.length && bytes <= string_.length - offset_);
+    }
     uint64_t offset() const noexcept { return offset_; }
     const uint8_t* get() const noexcept { return is_own_ ? string_.bytes + offset_ : text_; }
 
@@ -76,6 +80,7 @@ class SourceText {
 
 NQStatus append_bytes(StringObject& string, const void* text, uint64_t length) noexcept {
     const SourceText source(string, text);
+    if (!source.has(length)) return NQ_STATUS_INVALID_ARGUMENT;
     if (!make_room(string, length)) return NQ_STATUS_NO_MEMORY;
     std::memmove(string.bytes + string.length, source.get(), length);
     end_at(string, string.length + length);
@@ -91,6 +96,10 @@ NQChar unit_at(const uint8_t* text, uint64_t index) noexcept {
 
 NQStatus append_units(StringObject& string, const void* text, uint64_t units) noexcept {
     const SourceText source(string, text);
+    uint64_t source_bytes;
+    if (__builtin_mul_overflow(units, sizeof(NQChar), &source_bytes) || !source.has(source_bytes)) {
+        return NQ_STATUS_INVALID_ARGUMENT;
+    }
     uint64_t bytes = 0;
     for (uint64_t i = 0; i < units; ++i) bytes += utf8_bytes(unit_at(source.get(), i));
     if (!make_room(string, bytes)) return NQ_STATUS_NO_MEMORY;
@@ -116,9 +125,7 @@ NQStatus insert(NQU8String* self, uint64_t position, const uint8_t* text,
     if (position > string.length || (length && !text)) return NQ_STATUS_INVALID_ARGUMENT;
     if (length == 0) return NQ_STATUS_OK;
     const SourceText source(string, text);
-    if (source.is_own() && source.offset() + length > string.length) {
-        return NQ_STATUS_INVALID_ARGUMENT;
-    }
+    if (!source.has(length)) return NQ_STATUS_INVALID_ARGUMENT;
     if (!make_room(string, length)) return NQ_STATUS_NO_MEMORY;
     uint8_t* gap = string.bytes + position;
     // Text from the string itself: what stands behind the position moves away with the tail.

@@ -10,8 +10,8 @@ namespace nq {
 // A string keeps its text in blocks of its own pool; its buffer doubles when it grows. Text may be
 // appended to or inserted into a string from its own buffer. Encodings are 20 and 27; code units
 // that are no Unicode scalar value become U+FFFD, UTF-8 bytes are taken as they are. `trim`
-// removes the characters with the property White_Space. `insert` beyond the end and null text
-// with a length give NQ_STATUS_INVALID_ARGUMENT, another encoding
+// removes the characters with the property White_Space. `insert` beyond the end, null text with a
+// length and own text beyond its end give NQ_STATUS_INVALID_ARGUMENT, another encoding
 // NQ_HOST_STATUS_UNKNOWN_ENCODING, base64 options other than 0 NQ_STATUS_UNSUPPORTED. Whatever
 // fails leaves the string and the out-parameter as they were.
 NQStringApi string_operations() noexcept;

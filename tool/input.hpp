@@ -8,7 +8,7 @@ namespace nq::tool {
 
 // Reads the whole named file, or the standard input for "-", into `bytes`. 0, or the errno value
 // of what failed.
-int read_whole(const std::string& name, std::string& bytes);
+int read_input(const std::string& name, std::string& bytes);
 
 // Both from 1. Lines end where the configuration reader ends them; a column is a character.
 struct TextPosition {

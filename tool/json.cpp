@@ -59,7 +59,7 @@ class Converter {
     ExitStatus convert(const std::string& name) {
         const std::string shown_name = name == "-" ? "<stdin>" : name;
         std::string bytes;
-        if (const int error_number = read_whole(name, bytes)) {
+        if (const int error_number = read_input(name, bytes)) {
             report_error_number(shown_name, error_number);
             return ExitStatus::kTrouble;
         }

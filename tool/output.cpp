@@ -16,7 +16,9 @@
 namespace nq::tool {
 namespace {
 
-constexpr int kEndingSignals[] = {SIGHUP, SIGINT, SIGTERM};
+// SIGPIPE may come from a message on the standard error, SIGXFSZ from a limit on file sizes.
+constexpr int kEndingSignals[] = {SIGHUP,  SIGINT,  SIGQUIT, SIGTERM,
+                                  SIGPIPE, SIGALRM, SIGXCPU, SIGXFSZ};
 
 // What a signal that ends the program has to remove first. An output owns the text.
 std::atomic<const char*> doomed_file{nullptr};
@@ -35,6 +37,21 @@ void watch_signals() noexcept {
         action.sa_flags = static_cast<int>(SA_RESETHAND | SA_NODEFER);
         sigaction(signal_number, &action, nullptr);
     }
+}
+
+// mkostemp, with no moment at which a signal would leave the file behind.
+Descriptor make_doomed_file(char* path) noexcept {
+    sigset_t ending;
+    sigset_t before;
+    sigemptyset(&ending);
+    for (const int signal_number : kEndingSignals) sigaddset(&ending, signal_number);
+    sigprocmask(SIG_BLOCK, &ending, &before);
+    Descriptor file(mkostemp(path, O_CLOEXEC));
+    const int error_number = errno;
+    if (file) doomed_file = path;
+    sigprocmask(SIG_SETMASK, &before, nullptr);
+    errno = error_number;
+    return file;
 }
 
 mode_t current_umask() noexcept {
@@ -62,7 +79,8 @@ bool Output::open(const std::string& name) {
     if (name.empty()) return fail(ENOENT);
     struct stat status;
     if (stat(name.c_str(), &status) != 0) {
-        if (errno != ENOENT) return fail(errno);
+        // A link that points to nothing is not replaced either.
+        if (errno != ENOENT || lstat(name.c_str(), &status) == 0) return fail(errno);
         return open_temporary(0666 & ~current_umask());
     }
     if (!S_ISREG(status.st_mode)) {
@@ -82,13 +100,12 @@ bool Output::open(const std::string& name) {
 bool Output::open_temporary(unsigned mode) {
     temporary_ = std::filesystem::path(path_).replace_filename(".nqtool.XXXXXX");
     watch_signals();
-    file_ = Descriptor(mkostemp(temporary_.data(), O_CLOEXEC));
+    file_ = make_doomed_file(temporary_.data());
     if (!file_) {
         const int error_number = errno;
         temporary_.clear();
         return fail(error_number);
     }
-    doomed_file = temporary_.c_str();
     return fchmod(file_.get(), mode) == 0 || fail(errno);
 }
 

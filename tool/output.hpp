@@ -2,7 +2,7 @@
 #include <string>
 #include <string_view>
 
-#include "tool/descriptor.hpp"
+#include "standalone/descriptor.hpp"
 
 namespace nq::tool {
 

@@ -3,25 +3,15 @@
 #include <array>
 #include <optional>
 
+#include "standalone/sanitizer.hpp"
 #include "tests/config/configuration_model.hpp"
-#include "tests/standalone/seeded_random.hpp"
-
-#if defined(__SANITIZE_ADDRESS__)
-#define NQ_SLOW_BUILD 1
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
-#define NQ_SLOW_BUILD 1
-#endif
-#endif
-#ifndef NQ_SLOW_BUILD
-#define NQ_SLOW_BUILD 0
-#endif
+#include "tests/support/random.hpp"
 
 namespace nq::test {
 namespace {
 
-constexpr std::uint64_t kDocuments = NQ_SLOW_BUILD ? 5'000 : 100'000;
-constexpr std::uint64_t kTrees = NQ_SLOW_BUILD ? 1'000 : 20'000;
+constexpr std::uint64_t kDocuments = NQ_UNDER_SANITIZER ? 5'000 : 100'000;
+constexpr std::uint64_t kTrees = NQ_UNDER_SANITIZER ? 1'000 : 20'000;
 
 // A document in which every byte may stand anywhere.
 std::string soup(SeededRandom& random) {

@@ -3,7 +3,7 @@
 #include <chrono>
 
 #include "tests/core/core_support.hpp"
-#include "tests/support/random_seed.hpp"
+#include "tests/support/random.hpp"
 
 namespace nq::test {
 namespace {

@@ -7,7 +7,7 @@
 #include <thread>
 
 #include "tests/core/core_support.hpp"
-#include "tests/support/random_seed.hpp"
+#include "tests/support/random.hpp"
 
 namespace nq::test {
 namespace {

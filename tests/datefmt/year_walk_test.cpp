@@ -3,10 +3,10 @@
 #include <gtest/gtest.h>
 
 #include <climits>
-#include <cstdlib>
-#include <iostream>
 #include <random>
 #include <string>
+
+#include "tests/support/random.hpp"
 
 namespace {
 
@@ -59,10 +59,7 @@ TEST_P(YearWalkBody, DaysBeforeTheStartStayThere) {
 }
 
 TEST_P(YearWalkBody, RandomStartsMatchTheRule) {
-    const char* text = std::getenv("SEED");
-    const unsigned seed = text ? static_cast<unsigned>(std::stoul(text)) : std::random_device{}();
-    std::cout << "SEED=" << seed << '\n';
-    std::mt19937 random(seed);
+    std::mt19937_64 random = nq::test::seeded_generator();
     std::uniform_int_distribution<std::int32_t> any_year(INT_MIN, INT_MAX);
     for (int i = 0; i < 60; ++i) check_all_days(*GetParam(), any_year(random), 12000);
 }

@@ -3,16 +3,17 @@
 #include <cstdio>
 
 #include "tests/json/json_tree.hpp"
+#include "tests/support/random.hpp"
 
 using namespace nq::test;
 
 int main() {
-    RandomTrees trees(test_seed(), {.legal = true});
-    const long rounds = test_iterations(2000 / kSlowdown);
+    RandomTrees trees(seeded_generator(), {.legal = true});
+    const std::uint64_t rounds = setting("ITER", 2000 / kSlowdown);
     CheckingHost host;
     InstanceApi* api = host.load();
     constexpr JsonLayout kLayouts[] = {{0, 0}, {1, 0}, {1, -1}, {2, 3}};
-    for (long i = 0; i < rounds; ++i) {
+    for (std::uint64_t i = 0; i < rounds; ++i) {
         const Tree tree = trees.next();
         InstanceHeader* instance = make_instance(host, tree);
         std::printf("%s\n", python_expression(tree).c_str());

@@ -4,6 +4,7 @@
 #include <iterator>
 
 #include "tests/json/json_tree.hpp"
+#include "tests/support/random.hpp"
 
 using namespace nq::test;
 
@@ -13,8 +14,8 @@ constexpr JsonLayout kLayouts[] = {{0, 0}, {0, 3},  {1, 0},   {1, -1},    {1, 1}
                                    {2, 0}, {2, -1}, {255, 2}, {0x101, 4}, {0x100, 4}};
 
 // Each tree comes out as nqInstanceToJSON lays it out and in some of these, in turn.
-constexpr long kLayoutsPerTree = 2;
-static_assert(std::ssize(kLayouts) % kLayoutsPerTree != 0, "each layout meets both cases");
+constexpr std::uint64_t kLayoutsPerTree = 2;
+static_assert(std::size(kLayouts) % kLayoutsPerTree != 0, "each layout meets both cases");
 
 // The text that a call made or continued; the string is released.
 std::string taken(NQU8String* out) {
@@ -24,14 +25,14 @@ std::string taken(NQU8String* out) {
 }
 
 // One tree by both entries.
-void check_tree(CheckingHost& host, const Tree& tree, long number) {
+void check_tree(CheckingHost& host, const Tree& tree, std::uint64_t number) {
     InstanceHeader* instance = make_instance(host, tree);
     NQU8String* out = nullptr;
     ASSERT_EQ(host.api()->toJSON(host.api(), host.pool(), instance, &out), NQ_STATUS_OK);
     ASSERT_EQ(taken(out), expected_json(tree, {1, 4}) + "\n") << "tree " << number;
 
-    for (long k = 0; k < kLayoutsPerTree; ++k) {
-        const JsonLayout layout = kLayouts[(number * kLayoutsPerTree + k) % std::ssize(kLayouts)];
+    for (std::uint64_t k = 0; k < kLayoutsPerTree; ++k) {
+        const JsonLayout layout = kLayouts[(number * kLayoutsPerTree + k) % std::size(kLayouts)];
         // Every other text continues a string.
         const bool continues = number % 2 == 0;
         out = continues ? host.string("begun\"") : nullptr;
@@ -50,10 +51,10 @@ void check_tree(CheckingHost& host, const Tree& tree, long number) {
     release(instance);
 }
 
-void check_trees(long count, PoolMode mode) {
-    RandomTrees trees(test_seed(), {});
-    constexpr long kTreesPerHost = 2000;
-    for (long number = 0; number < count;) {
+void check_trees(std::uint64_t count, PoolMode mode) {
+    RandomTrees trees(seeded_generator(), {});
+    constexpr std::uint64_t kTreesPerHost = 2000;
+    for (std::uint64_t number = 0; number < count;) {
         CheckingHost host(mode);
         ASSERT_TRUE(host.load());
         do {
@@ -67,9 +68,9 @@ void check_trees(long count, PoolMode mode) {
 }  // namespace
 
 TEST(JsonModel, RandomTreesComeOutAsWritten) {
-    check_trees(test_iterations(100000 / kSlowdown), PoolMode::kHeap);
+    check_trees(setting("ITER", 100000 / kSlowdown), PoolMode::kHeap);
 }
 
 TEST(JsonModel, RandomTreesInFrontOfProtectedPages) {
-    check_trees(test_iterations(1000 / kSlowdown), PoolMode::kGuard);
+    check_trees(setting("ITER", 1000 / kSlowdown), PoolMode::kGuard);
 }

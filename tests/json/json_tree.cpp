@@ -2,9 +2,7 @@
 
 #include <cmath>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
-#include <iostream>
 
 namespace nq::test {
 namespace {
@@ -488,19 +486,6 @@ Tree RandomTrees::make(int depth) {
             break;
     }
     return tree;
-}
-
-std::uint32_t test_seed() {
-    const char* text = std::getenv("SEED");
-    const auto seed =
-        text ? static_cast<std::uint32_t>(std::stoul(text)) : std::uint32_t{std::random_device{}()};
-    std::cout << "SEED=" << seed << std::endl;
-    return seed;
-}
-
-long test_iterations(long usual) {
-    const char* text = std::getenv("ITER");
-    return text ? std::stol(text) : usual;
 }
 
 }  // namespace nq::test

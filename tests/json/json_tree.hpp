@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "standalone/sanitizer.hpp"
 #include "tests/support/checking_host.hpp"
 
 namespace nq::test {
@@ -66,7 +67,7 @@ struct TreeOptions {
 
 class RandomTrees {
   public:
-    RandomTrees(std::uint32_t seed, TreeOptions options) : random_(seed), options_(options) {}
+    RandomTrees(std::mt19937_64 random, TreeOptions options) : random_(random), options_(options) {}
     Tree next() { return make(options_.depth); }
 
   private:
@@ -83,26 +84,11 @@ class RandomTrees {
     std::int64_t any_integer(std::int64_t low, std::int64_t high);
     double any_double();
 
-    std::mt19937 random_;
+    std::mt19937_64 random_;
     TreeOptions options_;
 };
 
 // By how much a volume shrinks in a build with sanitizers.
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-inline constexpr long kSlowdown = 20;
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
-inline constexpr long kSlowdown = 20;
-#else
-inline constexpr long kSlowdown = 1;
-#endif
-#else
-inline constexpr long kSlowdown = 1;
-#endif
-
-// The seed from SEED=, or a fresh one; it is printed.
-std::uint32_t test_seed();
-// The number from ITER=, or `usual`.
-long test_iterations(long usual);
+inline constexpr std::uint64_t kSlowdown = NQ_UNDER_SANITIZER ? 20 : 1;
 
 }  // namespace nq::test

@@ -7,7 +7,7 @@
 
 #include "standalone/host.hpp"
 #include "standalone/strings.hpp"
-#include "tests/standalone/seeded_random.hpp"
+#include "tests/support/random.hpp"
 
 namespace nq {
 namespace {

@@ -15,7 +15,7 @@
 #include "standalone/pool.hpp"
 #include "standalone/statuses.hpp"
 #include "standalone/strings.hpp"
-#include "tests/standalone/seeded_random.hpp"
+#include "tests/support/random.hpp"
 
 namespace nq {
 namespace {

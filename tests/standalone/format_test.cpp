@@ -15,7 +15,7 @@
 #include <string>
 #include <vector>
 
-#include "tests/standalone/seeded_random.hpp"
+#include "tests/support/random.hpp"
 
 namespace nq {
 namespace {

@@ -7,8 +7,8 @@
 #include <string>
 
 #include "standalone/statuses.hpp"
-#include "tests/standalone/seeded_random.hpp"
 #include "tests/support/checking_host.hpp"
+#include "tests/support/random.hpp"
 
 namespace nq {
 namespace {
@@ -58,7 +58,7 @@ std::string notation(InstanceHeader* instance) {
 class JsonParser : public testing::Test {
   protected:
     JsonParser()
-        : services_{host.load(), host.string_api(), host.array_api(), host.dictionary_api()},
+        : services{host.load(), host.string_api(), host.array_api(), host.dictionary_api()},
           before_(host.state()) {}
     ~JsonParser() override { EXPECT_EQ(host.state(), before_); }
 
@@ -75,7 +75,7 @@ class JsonParser : public testing::Test {
         auto* const untouched = reinterpret_cast<InstanceHeader*>(this);
         InstanceHeader* instance = untouched;
         Result result{0, "-", 99, 99};
-        result.status = parse_json(services_, host.pool(), bytes.get(), text.size(), &instance,
+        result.status = parse_json(services, host.pool(), bytes.get(), text.size(), &instance,
                                    &result.line, &result.column);
         EXPECT_NE(instance, untouched);
         if (result.status) {
@@ -102,9 +102,9 @@ class JsonParser : public testing::Test {
 
     CheckingHost host;
     bool wants_notation = true;
+    JsonServices services;
 
   private:
-    JsonServices services_;
     HostState before_;
 };
 
@@ -190,6 +190,19 @@ TEST_F(JsonParser, SyntaxErrorsAreLocated) {
     expect_error("[1]\0"s, kSyntax, 1, 4);
     expect_error("'a'", kSyntax, 1, 1);
     expect_error("[123456789012345678901234567890,01]", kSyntax, 1, 34);
+}
+
+TEST_F(JsonParser, NullTextHasNoLength) {
+    for (const auto& [length, status] : {std::pair{uint64_t{0}, NQ_HOST_STATUS_JSON_SYNTAX},
+                                         {uint64_t{1}, NQ_STATUS_INVALID_ARGUMENT},
+                                         {UINT64_MAX, NQ_STATUS_INVALID_ARGUMENT}}) {
+        InstanceHeader* instance;
+        uint32_t line;
+        uint32_t column;
+        EXPECT_EQ(parse_json(services, host.pool(), nullptr, length, &instance, &line, &column),
+                  status);
+        EXPECT_EQ(instance, nullptr);
+    }
 }
 
 TEST_F(JsonParser, LoneSurrogatesAreRefused) {

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdarg>
+#include <cstdlib>
 #include <cstring>
 #include <string>
 #include <string_view>
@@ -81,6 +82,11 @@ TEST_F(KernelTable, UnknownExtensionsAreNotThere) {
         EXPECT_EQ(load_extension(name), nullptr) << name;
         EXPECT_EQ(host.holds(name), 0u);
     }
+    // A length that comes round to the name's own when it is counted in bytes.
+    const auto units = units_of("nqstring");
+    EXPECT_EQ(
+        kernel->loadExtension(kernel, units.data(), (uint64_t{1} << 62) + units.size(), 0, nullptr),
+        nullptr);
 }
 
 TEST_F(KernelTable, DictionariesKeepTheStringsHeld) {
@@ -444,6 +450,17 @@ TEST_F(LoadedHost, ReadsLinesOfAnyLengthBackWhole) {
     auto* header = reinterpret_cast<InstanceHeader*>(reader);
     header->release(header);
     EXPECT_EQ(host.holds("nqioe"), 0u);
+}
+
+// Constructed before the host's own globals, so it ends after them.
+Host last_host;
+
+TEST(HostEnd, MayComeAtTheEndOfTheProgram) {
+    const auto load_and_end = [] {
+        std::string error;
+        std::exit(last_host.load(NQ_LIBRARY_PATH, error) ? 0 : 1);
+    };
+    EXPECT_EXIT(load_and_end(), testing::ExitedWithCode(0), "");
 }
 
 TEST(HostEnd, FreesWhatItsUsersForgot) {

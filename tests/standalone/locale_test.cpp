@@ -13,7 +13,7 @@
 
 #include "nqinstance/host/status.h"
 #include "standalone/language.hpp"
-#include "tests/standalone/seeded_random.hpp"
+#include "tests/support/random.hpp"
 
 namespace {
 

@@ -14,7 +14,7 @@
 
 #include "nqinstance/host/status.h"
 #include "standalone/unicode.hpp"
-#include "tests/standalone/seeded_random.hpp"
+#include "tests/support/random.hpp"
 
 namespace {
 

@@ -14,7 +14,7 @@
 #include <vector>
 
 #include "nqinstance/host/status.h"
-#include "tests/standalone/seeded_random.hpp"
+#include "tests/support/random.hpp"
 
 namespace nq {
 namespace {

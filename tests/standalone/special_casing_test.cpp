@@ -11,7 +11,7 @@
 #include "nqinstance/host/status.h"
 #include "standalone/language.hpp"
 #include "standalone/unicode.hpp"
-#include "tests/standalone/seeded_random.hpp"
+#include "tests/support/random.hpp"
 
 namespace {
 

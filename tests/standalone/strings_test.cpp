@@ -10,7 +10,7 @@
 #include "standalone/host.hpp"
 #include "standalone/statuses.hpp"
 #include "standalone/utf8.hpp"
-#include "tests/standalone/seeded_random.hpp"
+#include "tests/support/random.hpp"
 
 namespace nq {
 namespace {
@@ -160,6 +160,17 @@ TEST_F(String, AppendTakesUnitsFromTheStringsOwnBuffer) {
     NQU8String* string = make(bytes);
     ASSERT_EQ(string->methods->append(string, string->bytes, 7, NQ_ENCODING_NQCHAR), NQ_STATUS_OK);
     EXPECT_EQ(take(string), bytes + "ABCDEFG");
+}
+
+TEST_F(String, AppendRefusesOwnTextThatReachesBeyondTheEnd) {
+    NQU8String* string = make("abcd");
+    for (uint64_t length : {uint64_t{4}, uint64_t{1000}, UINT64_MAX - 3, UINT64_MAX}) {
+        for (uint32_t encoding : {NQ_ENCODING_UTF8, NQ_ENCODING_NQCHAR}) {
+            EXPECT_EQ(string->methods->append(string, string->bytes + 1, length, encoding),
+                      NQ_STATUS_INVALID_ARGUMENT);
+        }
+    }
+    EXPECT_EQ(take(string), "abcd");
 }
 
 TEST_F(String, AppendRefusesNullTextAndUnknownEncodings) {

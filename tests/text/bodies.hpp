@@ -1,10 +1,6 @@
 #pragma once
 #include <gtest/gtest.h>
 
-#include <cstdint>
-#include <cstdlib>
-#include <iostream>
-#include <random>
 #include <string>
 #include <vector>
 
@@ -42,17 +38,5 @@ inline std::string name_of_way(const testing::TestParamInfo<const TextKernels*>&
 #define NQ_FOR_EACH_BODY(Suite)                                                           \
     INSTANTIATE_TEST_SUITE_P(All, Suite, testing::ValuesIn(nq::test::ways_to_run_text()), \
                              nq::test::name_of_way)
-
-inline std::uint64_t number_from_environment(const char* name, std::uint64_t otherwise) {
-    const char* text = std::getenv(name);
-    return text ? std::strtoull(text, nullptr, 0) : otherwise;
-}
-
-// Seeded by SEED=, else differently each time; the seed is printed.
-inline std::mt19937_64 seeded_random() {
-    const std::uint64_t seed = number_from_environment("SEED", std::random_device()());
-    std::cout << "SEED=" << seed << '\n';
-    return std::mt19937_64(seed);
-}
 
 }  // namespace nq::test

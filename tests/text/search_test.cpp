@@ -6,6 +6,7 @@
 
 #include "nqinstance/text/utf8.h"
 #include "tests/support/guard_pages.hpp"
+#include "tests/support/random.hpp"
 #include "tests/text/bodies.hpp"
 
 namespace nq::test {
@@ -85,14 +86,14 @@ TEST_P(SearchBody, NeedleAtEachPlaceOfEachLength) {
 }
 
 TEST_P(SearchBody, RandomTextsAgreeWithTheStandardSearch) {
-    std::mt19937_64 random = seeded_random();
+    std::mt19937_64 random = seeded_generator();
     const auto below = [&random](std::uint64_t bound) { return random() % bound; };
     const auto text = [&](std::uint64_t length, std::uint64_t letters) {
         std::string result(length, 0);
         for (char& letter : result) letter = static_cast<char>('a' + below(letters));
         return result;
     };
-    const std::uint64_t rounds = number_from_environment("ITER", 100000);
+    const std::uint64_t rounds = setting("ITER", 100000);
     for (std::uint64_t i = 0; i < rounds && !HasFatalFailure(); ++i) {
         const std::uint64_t letters = 1 + below(4);
         std::string haystack = text(below(300), letters);
@@ -105,9 +106,9 @@ TEST_P(SearchBody, RandomTextsAgreeWithTheStandardSearch) {
 
 // Dense places that look like the needle make the search change over to its linear way.
 TEST_P(SearchBody, DenseFalseStartsAgreeWithTheStandardSearch) {
-    std::mt19937_64 random = seeded_random();
+    std::mt19937_64 random = seeded_generator();
     const auto below = [&random](std::uint64_t bound) { return random() % bound; };
-    const std::uint64_t rounds = number_from_environment("ITER", 10000) / 4;
+    const std::uint64_t rounds = setting("ITER", 10000) / 4;
     for (std::uint64_t i = 0; i < rounds && !HasFatalFailure(); ++i) {
         // A text with a short period, spoilt here and there.
         std::string period(1 + below(6), 'a');

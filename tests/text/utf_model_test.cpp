@@ -10,6 +10,7 @@
 
 #include "nqinstance/text/utf.h"
 #include "tests/support/guard_pages.hpp"
+#include "tests/support/random.hpp"
 #include "tests/text/bodies.hpp"
 
 namespace nq::test {
@@ -360,7 +361,7 @@ class RandomTexts {
 };
 
 TEST_P(UtfModelBody, RandomTextsConvertAsThePlainLoopDoes) {
-    std::mt19937_64 random = seeded_random();
+    std::mt19937_64 random = seeded_generator();
     RandomTexts texts(random);
     // A reader and a writer of the caller's that stand for the library's.
     static NQUtfReader any_reader;
@@ -378,7 +379,7 @@ TEST_P(UtfModelBody, RandomTextsConvertAsThePlainLoopDoes) {
     const NQUtfWriter from_writers[] = {writers_.utf8,     writers_.utf16_utf8, writers_.cut,
                                         writers_.cut_swap, writers_.pairs,      writers_.pairs_swap,
                                         writers_.utf32,    writers_.utf32_swap, strange_writer};
-    const std::uint64_t rounds = number_from_environment("ITER", 12000);
+    const std::uint64_t rounds = setting("ITER", 12000);
     for (std::uint64_t i = 0; i < rounds && !HasFatalFailure(); ++i) {
         const std::vector<std::uint8_t> utf8 = texts.utf8();
         for (const NQUtfWriter writer : to_writers) {

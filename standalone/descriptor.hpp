@@ -1,9 +1,12 @@
 #pragma once
+#include <sys/types.h>
 #include <unistd.h>
 
+#include <cstdint>
+#include <string>
 #include <utility>
 
-namespace nq::tool {
+namespace nq {
 
 // An open file descriptor, closed at the end of the scope.
 class Descriptor {
@@ -30,4 +33,13 @@ class Descriptor {
     int descriptor_ = -1;
 };
 
-}  // namespace nq::tool
+// The named file, or nothing with errno.
+Descriptor open_for_reading(const char* path) noexcept;
+
+// Reads some bytes, waiting for them if need be. 0: the end; negative: errno says why.
+ssize_t read_some(int descriptor, void* target, uint64_t room) noexcept;
+
+// Reads to the end into `bytes`. 0, or the errno value of what failed.
+int read_whole(int descriptor, std::string& bytes);
+
+}  // namespace nq
