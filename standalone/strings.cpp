@@ -94,17 +94,58 @@ NQChar unit_at(const uint8_t* text, uint64_t index) noexcept {
     return unit;
 }
 
+// Most text is ASCII: a block of it is taken at once.
+struct UnitBlock {
+    static constexpr uint64_t kUnits = 16;
+    NQChar units[kUnits];
+
+    // False where fewer units are left, or one is not ASCII; at once where the first is not.
+    bool load_ascii(const uint8_t* source, uint64_t index, uint64_t count) noexcept {
+        if (count - index < kUnits || unit_at(source, index) >= 0x80) return false;
+        std::memcpy(units, source + index * sizeof(NQChar), sizeof units);
+        NQChar all = 0;
+        for (const NQChar unit : units) all |= unit;
+        return all < 0x80;
+    }
+
+    void store(uint8_t* out) const noexcept {
+        for (uint64_t i = 0; i < kUnits; ++i) out[i] = static_cast<uint8_t>(units[i]);
+    }
+};
+
+uint64_t utf8_bytes_of(const uint8_t* source, uint64_t units) noexcept {
+    uint64_t bytes = 0;
+    UnitBlock block;
+    for (uint64_t i = 0; i < units;) {
+        const bool is_ascii = block.load_ascii(source, i, units);
+        bytes += is_ascii ? UnitBlock::kUnits : utf8_bytes(unit_at(source, i));
+        i += is_ascii ? UnitBlock::kUnits : 1;
+    }
+    return bytes;
+}
+
+void encode_units(const uint8_t* source, uint64_t units, uint8_t* out) noexcept {
+    UnitBlock block;
+    for (uint64_t i = 0; i < units;) {
+        if (block.load_ascii(source, i, units)) {
+            block.store(out);
+            out += UnitBlock::kUnits;
+            i += UnitBlock::kUnits;
+        } else {
+            out += encode_utf8(unit_at(source, i++), out);
+        }
+    }
+}
+
 NQStatus append_units(StringObject& string, const void* text, uint64_t units) noexcept {
     const SourceText source(string, text);
     uint64_t source_bytes;
     if (__builtin_mul_overflow(units, sizeof(NQChar), &source_bytes) || !source.has(source_bytes)) {
         return NQ_STATUS_INVALID_ARGUMENT;
     }
-    uint64_t bytes = 0;
-    for (uint64_t i = 0; i < units; ++i) bytes += utf8_bytes(unit_at(source.get(), i));
+    const uint64_t bytes = utf8_bytes_of(source.get(), units);
     if (!make_room(string, bytes)) return NQ_STATUS_NO_MEMORY;
-    uint8_t* out = string.bytes + string.length;
-    for (uint64_t i = 0; i < units; ++i) out += encode_utf8(unit_at(source.get(), i), out);
+    encode_units(source.get(), units, string.bytes + string.length);
     end_at(string, string.length + bytes);
     return NQ_STATUS_OK;
 }
