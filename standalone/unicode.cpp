@@ -2,6 +2,7 @@
 
 #include <unicode/uchar.h>
 
+#include <array>
 #include <atomic>
 #include <cstring>
 #include <mutex>
@@ -28,22 +29,81 @@ constinit thread_local OfferedContext offered;
 
 bool is_code_point(std::uint32_t value) { return value <= UCHAR_MAX_VALUE; }
 
+// The simple mappings of one direction. Every character outside ASCII of every text comes here, so
+// rows of 128 code points are looked up in ICU when the first of them is asked for, and kept.
+template <UChar32 (*kMap)(UChar32)>
+class CaseRows {
+  public:
+    CaseRows() = default;
+    CaseRows(const CaseRows&) = delete;
+    CaseRows& operator=(const CaseRows&) = delete;
+    ~CaseRows() {
+        for (const auto& row : rows_) {
+            if (row.load() != &kUnchanged) delete row.load();
+        }
+    }
+
+    std::uint32_t map(std::uint32_t value) noexcept {
+        if (!is_code_point(value)) [[unlikely]]
+            return value;
+        const Row* row = rows_[value / kRowUnits].load(std::memory_order_acquire);
+        if (!row) [[unlikely]]
+            return map_first(value);
+        // The sum wraps around where the mapping is to a smaller code point.
+        return value + (*row)[value % kRowUnits];
+    }
+
+  private:
+    static constexpr std::uint32_t kRowUnits = 128;
+    using Row = std::array<std::uint32_t, kRowUnits>;
+    static constexpr Row kUnchanged{};
+
+    static std::uint32_t simple(std::uint32_t code_point) noexcept {
+        return static_cast<std::uint32_t>(kMap(static_cast<UChar32>(code_point)));
+    }
+
+    // Apart, so that the usual way is short.
+    [[gnu::noinline]] std::uint32_t map_first(std::uint32_t value) noexcept {
+        add(value / kRowUnits);
+        return simple(value);
+    }
+
+    // Without memory the row is left for the next time. Two threads may make the same row; one of
+    // the two is kept.
+    void add(std::uint32_t index) noexcept {
+        Row distances;
+        for (std::uint32_t i = 0; i < kRowUnits; ++i) {
+            const std::uint32_t code_point = index * kRowUnits + i;
+            distances[i] = simple(code_point) - code_point;
+        }
+        const Row* made = &kUnchanged;
+        if (distances != kUnchanged) made = new (std::nothrow) Row(distances);
+        const Row* present = nullptr;
+        const bool kept = rows_[index].compare_exchange_strong(present, made);
+        if (!kept && made != &kUnchanged) delete made;
+    }
+
+    std::array<std::atomic<const Row*>, (UCHAR_MAX_VALUE + 1) / kRowUnits> rows_{};
+};
+
 }  // namespace
 
 struct UnicodeService::Table : HostUnicode {
+    CaseRows<u_toupper> upper;
+    CaseRows<u_tolower> lower;
     std::mutex creating;
     std::unique_ptr<Normalizer> owned;
 };
 
 struct UnicodeService::Operations {
-    static std::uint32_t to_upper(HostUnicode*, std::uint32_t code_point, std::uint64_t) noexcept {
-        if (!is_code_point(code_point)) return code_point;
-        return static_cast<std::uint32_t>(u_toupper(static_cast<UChar32>(code_point)));
+    static std::uint32_t to_upper(HostUnicode* self, std::uint32_t code_point,
+                                  std::uint64_t) noexcept {
+        return static_cast<Table&>(*self).upper.map(code_point);
     }
 
-    static std::uint32_t to_lower(HostUnicode*, std::uint32_t code_point, std::uint64_t) noexcept {
-        if (!is_code_point(code_point)) return code_point;
-        return static_cast<std::uint32_t>(u_tolower(static_cast<UChar32>(code_point)));
+    static std::uint32_t to_lower(HostUnicode* self, std::uint32_t code_point,
+                                  std::uint64_t) noexcept {
+        return static_cast<Table&>(*self).lower.map(code_point);
     }
 
     static std::int32_t has_property(HostUnicode*, std::uint32_t code_point,

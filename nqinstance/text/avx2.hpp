@@ -16,6 +16,24 @@ NQ_AVX2 NQStatus utf16_to_utf32(Cursor& cursor, ByteOrder in, ByteOrder out) noe
 NQ_AVX2 NQStatus utf32_to_utf8(Cursor& cursor, ByteOrder in) noexcept;
 NQ_AVX2 NQStatus utf32_to_utf16(Cursor& cursor, ByteOrder in, ByteOrder out, bool pairs) noexcept;
 
+// The bodies of the comparisons.
+NQ_AVX2 std::size_t alike_utf8(const std::uint8_t* a, const std::uint8_t* b, std::size_t length,
+                               std::int32_t& order) noexcept;
+NQ_AVX2 std::size_t alike_bytes(const std::uint8_t* a, const std::uint8_t* b,
+                                std::size_t length) noexcept;
+NQ_AVX2 std::size_t alike_units(const NQChar* a, const NQChar* b, std::size_t count,
+                                std::int32_t& order) noexcept;
+
+// The bodies of the case mappings.
+NQ_AVX2 std::size_t map_ascii(const std::uint8_t* source, std::uint8_t* target, std::size_t length,
+                              std::uint8_t first) noexcept;
+NQ_AVX2 std::size_t map_ascii_units(NQChar* units, std::size_t count, std::uint8_t first) noexcept;
+
+// The bodies of the counts.
+NQ_AVX2 std::uint64_t count_characters(const std::uint8_t* text, std::size_t length) noexcept;
+NQ_AVX2 std::uint64_t size_of_characters(const std::uint8_t* text, std::uint64_t count) noexcept;
+NQ_AVX2 Steps count_steps(const std::uint8_t* text, std::size_t length) noexcept;
+
 // After a block that cannot be converted at once, this many bytes go through the plain loop.
 inline constexpr std::uint64_t kPlainStretch = 64;
 
@@ -44,6 +62,13 @@ NQ_AVX2_INLINE Bytes all_bytes(std::uint32_t byte) noexcept {
 
 NQ_AVX2_INLINE Bytes all_units(std::uint32_t unit) noexcept {
     return _mm256_set1_epi32(static_cast<int>(unit));
+}
+
+// The letters from `first` on flip the bit that tells the cases apart.
+NQ_AVX2_INLINE Bytes flip_case(Bytes text, std::uint32_t first) noexcept {
+    const Bytes from_first = _mm256_sub_epi8(text, all_bytes(first - 0x80));
+    const Bytes is_letter = _mm256_cmpgt_epi8(all_bytes(0x80 + 26), from_first);
+    return _mm256_xor_si256(text, _mm256_and_si256(is_letter, all_bytes(0x20)));
 }
 
 // All ones in the units that are at least `bound`.

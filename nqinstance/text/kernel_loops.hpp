@@ -69,30 +69,89 @@ inline void advance(Cursor& cursor, std::uint64_t taken, std::uint64_t written) 
     cursor.room -= written;
 }
 
-inline NQStatus utf8_to_utf32(Cursor& cursor, ByteOrder out, std::uint64_t most) noexcept {
-    const std::uint64_t stop = stop_after(cursor, most);
-    Cursor at = cursor;
-    NQStatus status = NQ_STATUS_OK;
-    bool try_ascii = true;  // not while one character after the other is outside ASCII
-    while (at.left > stop && at.room >= 4) {
-        if (try_ascii && at.left >= 8 && at.room >= 32) {
-            std::uint64_t eight;
-            std::memcpy(&eight, at.source, sizeof eight);
-            if ((eight & 0x8080808080808080) == 0) {
-                for (int i = 0; i < 8; ++i) store32(at.target + 4 * i, at.source[i], out);
-                advance(at, 8, 32);
-                continue;
+// Where a loop stands in the source and the target, as pointers, which cost less than a Cursor.
+struct Position {
+    Position(const Cursor& cursor, std::uint64_t most) noexcept
+        : from(cursor.source),
+          from_end(from + cursor.left),
+          stop(from + std::min(cursor.left, most)),
+          to(cursor.target),
+          to_end(to + cursor.room) {}
+
+    std::uint64_t left() const noexcept { return static_cast<std::uint64_t>(from_end - from); }
+    std::uint64_t room() const noexcept { return static_cast<std::uint64_t>(to_end - to); }
+    void advance(std::uint64_t taken, std::uint64_t written) noexcept {
+        from += taken;
+        to += written;
+    }
+    void report(Cursor& cursor) const noexcept { cursor = {from, left(), to, room()}; }
+
+    const std::uint8_t* from;
+    const std::uint8_t* from_end;
+    const std::uint8_t* stop;
+    std::uint8_t* to;
+    std::uint8_t* to_end;
+};
+
+// Converts while four bytes and the room of one unit are there, so that no length needs a look at
+// either, and stops before a byte that begins no character.
+template <ByteOrder kOut>
+inline void utf8_to_utf32_amid(Position& at) noexcept {
+    constexpr std::uint64_t kTopBits = 0x8080808080808080;
+    const std::uint8_t* const stop = at.left() < 4 ? at.from : std::min(at.stop, at.from_end - 3);
+    while (at.from < stop && at.to != at.to_end) {
+        const std::uint32_t lead = *at.from;
+        if (lead < 0x80) {
+            // An ASCII character is likely to have some of its kind behind it.
+            std::uint64_t run = 1;
+            if (at.left() >= 8 && at.room() >= 32) {
+                const std::uint64_t others = load64(at.from) & kTopBits;
+                if (others == 0) {
+                    for (int i = 0; i < 8; ++i) store32(at.to + 4 * i, at.from[i], kOut);
+                    at.advance(8, 32);
+                    continue;
+                }
+                run = static_cast<std::uint64_t>(__builtin_ctzll(others)) / 8;
             }
+            for (; run > 0; --run, at.advance(1, 4)) store32(at.to, *at.from, kOut);
+        } else if (lead >= 0xE0) {
+            if (lead < 0xF0) {
+                store32(at.to, decode_three(at.from), kOut);
+                at.advance(3, 4);
+            } else if (lead <= 0xF4) {
+                store32(at.to, decode_four(at.from), kOut);
+                at.advance(4, 4);
+            } else {
+                break;
+            }
+        } else if (lead >= 0xC2) {
+            store32(at.to, decode_two(at.from), kOut);
+            at.advance(2, 4);
+        } else {
+            break;
         }
-        const Decoded character = decode_utf8(at.source, at.left);
+    }
+}
+
+template <ByteOrder kOut>
+inline NQStatus utf8_to_utf32_in(Cursor& cursor, std::uint64_t most) noexcept {
+    Position at(cursor, most);
+    NQStatus status = NQ_STATUS_OK;
+    utf8_to_utf32_amid<kOut>(at);
+    while (at.from < at.stop && at.to != at.to_end) {
+        const Decoded character = decode_utf8(at.from, at.left());
         status = character.status;
         if (status) break;
-        store32(at.target, character.code_point, out);
-        advance(at, character.consumed, 4);
-        try_ascii = character.consumed == 1;
+        store32(at.to, character.code_point, kOut);
+        at.advance(character.consumed, 4);
     }
-    cursor = at;
+    at.report(cursor);
     return status;
+}
+
+inline NQStatus utf8_to_utf32(Cursor& cursor, ByteOrder out, std::uint64_t most) noexcept {
+    return out == ByteOrder::little ? utf8_to_utf32_in<ByteOrder::little>(cursor, most)
+                                    : utf8_to_utf32_in<ByteOrder::big>(cursor, most);
 }
 
 inline NQStatus utf16_to_utf32(Cursor& cursor, ByteOrder in, ByteOrder out,
@@ -111,35 +170,60 @@ inline NQStatus utf16_to_utf32(Cursor& cursor, ByteOrder in, ByteOrder out,
     return status;
 }
 
-inline NQStatus utf32_to_utf8(Cursor& cursor, ByteOrder in, std::uint64_t most) noexcept {
-    const std::uint64_t stop = stop_after(cursor, most);
-    Cursor at = cursor;
-    NQStatus status = NQ_STATUS_OK;
-    bool try_ascii = true;
-    while (at.left > stop && at.room > 0) {
-        if (try_ascii && at.left >= 32 && at.room >= 8) {
-            std::uint32_t units[8];
-            std::memcpy(units, at.source, sizeof units);
-            std::uint32_t all = 0;
-            for (const std::uint32_t unit : units) all |= unit;
-            if ((in == ByteOrder::little ? all : __builtin_bswap32(all)) < 0x80) {
-                const int byte = in == ByteOrder::little ? 0 : 3;
-                for (int i = 0; i < 8; ++i) at.target[i] = at.source[4 * i + byte];
-                advance(at, 32, 8);
-                continue;
+// Converts while there is room for any character.
+template <ByteOrder kIn>
+inline void utf32_to_utf8_amid(Position& at) noexcept {
+    const std::uint8_t* const full = at.room() < 4 ? at.to : at.to_end - 3;
+    while (at.from < at.stop && at.to < full) {
+        const NQChar code_point = load32(at.from, kIn);
+        if (code_point < 0x80) {
+            // An ASCII character is likely to have some of its kind behind it.
+            if (at.left() >= 16) {
+                const NQChar second = load32(at.from + 4, kIn);
+                const NQChar third = load32(at.from + 8, kIn);
+                const NQChar last = load32(at.from + 12, kIn);
+                if ((second | third | last) < 0x80) {
+                    store32(at.to, code_point | second << 8 | third << 16 | last << 24,
+                            ByteOrder::little);
+                    at.advance(16, 4);
+                    continue;
+                }
             }
+            *at.to = static_cast<std::uint8_t>(code_point);
+            at.advance(4, 1);
+        } else if (code_point < 0x800) {
+            encode_two(code_point, at.to);
+            at.advance(4, 2);
+        } else if (code_point < 0x10000) {
+            encode_three(code_point, at.to);
+            at.advance(4, 3);
+        } else {
+            encode_four(code_point, at.to);
+            at.advance(4, 4);
         }
-        const NQChar code_point = load32(at.source, in);
-        const std::uint32_t size = encode_utf8(code_point, at.target, at.room);
+    }
+}
+
+template <ByteOrder kIn>
+inline NQStatus utf32_to_utf8_from(Cursor& cursor, std::uint64_t most) noexcept {
+    Position at(cursor, most);
+    NQStatus status = NQ_STATUS_OK;
+    utf32_to_utf8_amid<kIn>(at);
+    while (at.from < at.stop && at.to != at.to_end) {
+        const std::uint32_t size = encode_utf8(load32(at.from, kIn), at.to, at.room());
         if (size == 0) {
             status = NQ_STATUS_BUFFER_TOO_SMALL;
             break;
         }
-        advance(at, 4, size);
-        try_ascii = size == 1;
+        at.advance(4, size);
     }
-    cursor = at;
+    at.report(cursor);
     return status;
+}
+
+inline NQStatus utf32_to_utf8(Cursor& cursor, ByteOrder in, std::uint64_t most) noexcept {
+    return in == ByteOrder::little ? utf32_to_utf8_from<ByteOrder::little>(cursor, most)
+                                   : utf32_to_utf8_from<ByteOrder::big>(cursor, most);
 }
 
 inline NQStatus utf32_to_utf16(Cursor& cursor, ByteOrder in, ByteOrder out, bool pairs,

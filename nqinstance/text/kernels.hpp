@@ -5,6 +5,7 @@
 #include <span>
 
 #include "nqinstance/host/base.h"
+#include "nqinstance/text/utf8_count.hpp"
 #include "nqinstance/text/utf_codec.hpp"
 
 namespace nq {
@@ -26,6 +27,13 @@ struct TextKernels {
     void (*to_upper)(std::uint8_t* text, std::size_t length) noexcept;
     void (*to_lower)(std::uint8_t* text, std::size_t length) noexcept;
 
+    // Map the ASCII letters from `first`, 'a' or 'A', on to the other case, up to the first element
+    // outside ASCII, whose index they return. The bytes may go to another place, which may also
+    // start before the source and run into it.
+    std::size_t (*map_ascii)(const std::uint8_t* source, std::uint8_t* target, std::size_t length,
+                             std::uint8_t first) noexcept;
+    std::size_t (*map_ascii_units)(NQChar* units, std::size_t count, std::uint8_t first) noexcept;
+
     // The first index whose element fits, or the count. `find_unequal` compares two arrays;
     // `find_pair` wants `first` at an index and `second` at `distance` past it, which is readable
     // for each of the `positions`.
@@ -34,8 +42,29 @@ struct TextKernels {
     std::size_t (*find_other_unit)(const NQChar* units, std::size_t count, NQChar value) noexcept;
     std::size_t (*find_unequal)(const NQChar* a, const NQChar* b, std::size_t count) noexcept;
     std::size_t (*find_nan)(const double* values, std::size_t count) noexcept;
+    std::uint64_t (*scan)(const std::uint8_t* text, std::size_t length,
+                          std::uint8_t value) noexcept;
+    std::int32_t (*compare)(const std::uint8_t* a, const std::uint8_t* b,
+                            std::size_t length) noexcept;
     std::size_t (*find_pair)(const std::uint8_t* text, std::size_t positions, std::size_t distance,
                              std::uint8_t first, std::uint8_t second) noexcept;
+
+    // How far two texts of the same length are alike from their start: the same but for the case
+    // of ASCII letters. The UTF-8 form stops before a character, as long as its lead announces,
+    // that is not whole or not alike. An `order` that is 0 becomes -1 or 1 by the first letters
+    // that differ in case: 1 where that of `a` is greater.
+    std::size_t (*alike_utf8)(const std::uint8_t* a, const std::uint8_t* b, std::size_t length,
+                              std::int32_t& order) noexcept;
+    std::size_t (*alike_bytes)(const std::uint8_t* a, const std::uint8_t* b,
+                               std::size_t length) noexcept;
+    std::size_t (*alike_units)(const NQChar* a, const NQChar* b, std::size_t count,
+                               std::int32_t& order) noexcept;
+
+    // The characters of a text, the bytes of its first `count` characters, which must be there, and
+    // the steps through it, see utf8_count.hpp.
+    std::uint64_t (*count_characters)(const std::uint8_t* text, std::size_t length) noexcept;
+    std::uint64_t (*size_of_characters)(const std::uint8_t* text, std::uint64_t count) noexcept;
+    Steps (*count_steps)(const std::uint8_t* text, std::size_t length) noexcept;
 
     // The UTF-8 bytes of all units.
     std::uint64_t (*utf8_bytes)(const NQChar* units, std::size_t count) noexcept;
@@ -64,6 +93,21 @@ const TextKernels& choose_text_kernels() noexcept;
 inline const TextKernels& text_kernels() noexcept {
     const TextKernels* chosen = text_kernels_in_use.load(std::memory_order_relaxed);
     return chosen ? *chosen : choose_text_kernels();
+}
+
+// Calls a kernel as the last step of a short routine: the choice, which is made once, stays out of
+// it, so that it needs no stack.
+template <auto kKernel, class... Arguments>
+[[gnu::noinline, gnu::cold]] auto choose_and_call(Arguments... arguments) noexcept {
+    return (choose_text_kernels().*kKernel)(arguments...);
+}
+
+template <auto kKernel, class... Arguments>
+inline auto call_kernel(Arguments... arguments) noexcept {
+    const TextKernels* chosen = text_kernels_in_use.load(std::memory_order_relaxed);
+    if (!chosen) [[unlikely]]
+        return choose_and_call<kKernel>(arguments...);
+    return (chosen->*kKernel)(arguments...);
 }
 
 // Below this many bytes a loop in the caller costs less than a call through the table.

@@ -1,6 +1,7 @@
 #include <string.h>
 
-#include "nqinstance/text/kernel_loops.hpp"
+#include "nqinstance/text/case_loops.hpp"
+#include "nqinstance/text/compare_loops.hpp"
 
 namespace nq {
 namespace {
@@ -22,6 +23,17 @@ std::size_t find_other(const Element* elements, std::size_t count, Element value
     return i + loops::find_other(elements + i, count - i, value);
 }
 
+std::uint64_t scan(const std::uint8_t* text, std::size_t length, std::uint8_t value) noexcept {
+    const void* found = memchr(text, value, length);
+    if (!found) return NQ_NOT_FOUND;
+    return static_cast<std::uint64_t>(static_cast<const std::uint8_t*>(found) - text);
+}
+
+std::int32_t compare(const std::uint8_t* a, const std::uint8_t* b, std::size_t length) noexcept {
+    const int order = memcmp(a, b, length);
+    return (order > 0) - (order < 0);
+}
+
 std::size_t find_pair(const std::uint8_t* text, std::size_t positions, std::size_t distance,
                       std::uint8_t first, std::uint8_t second) noexcept {
     for (std::size_t i = 0; i < positions; ++i) {
@@ -31,6 +43,23 @@ std::size_t find_pair(const std::uint8_t* text, std::size_t positions, std::size
         if (text[i + distance] == second) return i;
     }
     return positions;
+}
+
+Steps count_steps(const std::uint8_t* text, std::size_t length) noexcept {
+    Steps steps{0, 0};
+    while (steps.end < length) {
+        if (length - steps.end >= 8 && loops::are_ascii(text + steps.end)) {
+            steps.count += 8;
+            steps.end += 8;
+            continue;
+        }
+        // As far as that many steps of the plain kind make up for a look in vain.
+        const Steps more =
+            loops::count_steps(text + steps.end, std::min<std::uint64_t>(length - steps.end, 16));
+        steps.count += more.count;
+        steps.end += more.end;
+    }
+    return steps;
 }
 
 NQStatus utf8_to_utf32(Cursor& cursor, ByteOrder out) noexcept {
@@ -55,11 +84,21 @@ constinit const TextKernels kGenericTextKernels = {
     .name = "generic",
     .to_upper = loops::to_upper,
     .to_lower = loops::to_lower,
+    .map_ascii = loops::map_ascii,
+    .map_ascii_units = loops::map_ascii_units,
     .find_other_byte = find_other<std::uint8_t>,
     .find_other_unit = find_other<NQChar>,
     .find_unequal = loops::find_unequal,
     .find_nan = loops::find_nan,
+    .scan = scan,
+    .compare = compare,
     .find_pair = find_pair,
+    .alike_utf8 = loops::alike_utf8,
+    .alike_bytes = loops::alike_bytes,
+    .alike_units = loops::alike_units,
+    .count_characters = loops::count_characters,
+    .size_of_characters = loops::size_of_characters,
+    .count_steps = count_steps,
     .utf8_bytes = loops::utf8_bytes,
     .swap_units = loops::swap_units,
     .utf8_to_utf32 = utf8_to_utf32,

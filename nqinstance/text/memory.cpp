@@ -6,6 +6,7 @@
 #include <algorithm>
 
 #include "nqinstance/text/kernel_loops.hpp"
+#include "nqinstance/text/short_blocks.hpp"
 
 namespace nq {
 namespace {
@@ -28,6 +29,18 @@ uint64_t scan_for_other(const Element* elements, uint64_t count, Element value) 
     if (!elements) return NQ_NOT_FOUND;
     const uint64_t index = find_other(elements, count, value);
     return index == count ? NQ_NOT_FOUND : index;
+}
+
+// Fills the target with the bytes before it, over and over. Everything copied so far is part of the
+// repetition, so each step may copy twice as much as the one before.
+__attribute__((noinline)) void* repeat(void* target, size_t distance, size_t length) noexcept {
+    if (distance == 0) return target;
+    auto* from = static_cast<uint8_t*>(target) - distance;
+    const size_t total = distance + length;
+    for (size_t done = distance; done < total; done *= 2) {
+        memcpy(from + done, from, std::min(done, total - done));
+    }
+    return target;
 }
 
 }  // namespace
@@ -75,17 +88,27 @@ int32_t mwMemTNot(NQChar value, const NQChar* units, uint64_t count) noexcept {
 }
 
 void mwMemSet(void* bytes, uint8_t value, uint64_t length) noexcept {
-    if (length) memset(bytes, value, length);
+    if (length > nq::kShortBytes) {
+        memset(bytes, value, length);
+        return;
+    }
+    nq::fill_short(static_cast<uint8_t*>(bytes), nq::word_of(value), length);
 }
 
 void mwMemTSet(NQChar* units, NQChar value, uint64_t count) noexcept {
-    if (count) wmemset(reinterpret_cast<wchar_t*>(units), static_cast<wchar_t>(value), count);
+    if (count > nq::kShortBytes / sizeof value) {
+        wmemset(reinterpret_cast<wchar_t*>(units), static_cast<wchar_t>(value), count);
+        return;
+    }
+    const uint64_t pattern = static_cast<uint64_t>(value) << 32 | value;
+    nq::fill_short(reinterpret_cast<uint8_t*>(units), pattern, count * sizeof value);
 }
 
 int32_t mwMemCmp(const void* a, const void* b, uint64_t length) noexcept {
-    if (length == 0) return 0;
-    const int order = memcmp(a, b, length);
-    return (order > 0) - (order < 0);
+    const auto* of_a = static_cast<const uint8_t*>(a);
+    const auto* of_b = static_cast<const uint8_t*>(b);
+    if (length <= nq::kShortBytes) return nq::compare_short(of_a, of_b, length);
+    return nq::call_kernel<&nq::TextKernels::compare>(of_a, of_b, length);
 }
 
 int32_t mwWMemCmp(const NQChar* a, const NQChar* b, uint64_t count) noexcept {
@@ -97,18 +120,12 @@ int32_t mwWMemCmp(const NQChar* a, const NQChar* b, uint64_t count) noexcept {
 }
 
 void* mwMemCpy(const void* source, void* target, uint64_t length) noexcept {
-    if (length == 0) return target;
     const auto distance = reinterpret_cast<uintptr_t>(target) - reinterpret_cast<uintptr_t>(source);
+    if (distance < length) [[unlikely]]
+        return nq::repeat(target, distance, length);
     // Behind the source's end, or wrapped around before its start: a move does the same.
-    if (distance >= length) return memmove(target, source, length);
-    if (distance == 0) return target;
-    // The bytes before the target repeat. Everything copied so far is part of the repetition, so
-    // each step may copy twice as much as the one before.
-    auto* from = static_cast<uint8_t*>(target) - distance;
-    const uint64_t total = distance + length;
-    for (uint64_t done = distance; done < total; done *= 2) {
-        memcpy(from + done, from, std::min(done, total - done));
-    }
+    if (length > nq::kShortBytes) return memmove(target, source, length);
+    nq::move_short(static_cast<const uint8_t*>(source), static_cast<uint8_t*>(target), length);
     return target;
 }
 
@@ -124,11 +141,10 @@ void* mwMemDup(const void* source, uint64_t length, HostPool* pool) noexcept {
 }
 
 uint64_t mwMemScan(const void* bytes, uint64_t length, uint8_t value) noexcept {
-    if (!bytes || length == 0) return NQ_NOT_FOUND;
-    const void* found = memchr(bytes, value, length);
-    if (!found) return NQ_NOT_FOUND;
-    return static_cast<uint64_t>(static_cast<const uint8_t*>(found) -
-                                 static_cast<const uint8_t*>(bytes));
+    const auto* text = static_cast<const uint8_t*>(bytes);
+    if (!text) return NQ_NOT_FOUND;
+    if (length <= nq::kShortBytes) return nq::scan_short(text, length, value);
+    return nq::call_kernel<&nq::TextKernels::scan>(text, length, value);
 }
 
 uint64_t mwMemNScan(const void* bytes, uint64_t length, uint8_t value) noexcept {

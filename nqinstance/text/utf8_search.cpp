@@ -1,10 +1,11 @@
 #include <string.h>
 
 #include <algorithm>
+#include <string_view>
 
-#include "nqinstance/text/kernels.hpp"
 #include "nqinstance/text/memory.h"
 #include "nqinstance/text/utf8.h"
+#include "nqinstance/text/utf8_steps.hpp"
 
 namespace nq {
 namespace {
@@ -48,8 +49,10 @@ Suffix greatest_suffix(Text text, bool is_reversed) noexcept {
 
 // The two-way search: the needle is cut where the local period is the needle's own, so that
 // matching the right part forwards, then the left part backwards, never goes over the haystack
-// again. Linear in time, constant in space, at least one needle long.
-uint64_t find_two_way(Text haystack, Text needle) noexcept {
+// again. Linear in time, constant in space, at least one needle long. `is_wanted` is asked about
+// each occurrence, as the functions below do.
+template <class IsWanted>
+uint64_t find_two_way(Text haystack, Text needle, IsWanted is_wanted) noexcept {
     const Suffix forward = greatest_suffix(needle, false);
     const Suffix reverse = greatest_suffix(needle, true);
     const Suffix cut = forward.start > reverse.start ? forward : reverse;
@@ -70,31 +73,73 @@ uint64_t find_two_way(Text haystack, Text needle) noexcept {
         }
         uint64_t left = cut.start;
         while (left > known && needle.bytes[left - 1] == window[left - 1]) --left;
-        if (left <= known) return at;
+        if (left <= known && is_wanted(at)) return at;
         at += shift;
         known = is_periodic ? needle.length - shift : 0;
     }
     return NQ_NOT_FOUND;
 }
 
-// Looks at places that have the needle's first and last byte. Such places may be dense and each
-// of them long to compare; once that has cost more than it should, the two-way search goes on.
-uint64_t find(Text haystack, Text needle) noexcept {
+// How common a byte is in texts, roughly: only the order counts. Among the letters it is that of
+// English; of a character outside ASCII the lead is shared by a whole script, the rest is not.
+constexpr auto kCommonness = detail::byte_table<uint8_t>([](size_t byte) {
+    constexpr std::string_view kLetters = "zqjxkvbpygfwmucldrhsinoate";
+    const auto letter = kLetters.find(static_cast<char>(byte));
+    if (byte == ' ') return size_t{255};
+    if (letter != kLetters.npos) return 100 + 4 * letter;
+    if (byte >= 0xC0) return size_t{250};
+    if (byte >= 0x80) return size_t{110};
+    return byte >= '0' && byte <= '9' ? size_t{90} : size_t{60};
+});
+
+// Two places of a needle, the first before the second, with its rarest bytes; of bytes that are
+// as rare the ones furthest apart, which depend on each other the least.
+struct Places {
+    uint64_t first;
+    uint64_t second;
+};
+
+Places rarest_places(Text needle, Text haystack) noexcept {
+    // Looking further, or for a short text at all, costs more than it gains.
+    const uint64_t most = haystack.length < 256 ? 0 : 24;
+    const uint64_t last = needle.length - 1;
+    Places places{0, last};
+    for (uint64_t i = 1; i < std::min(last, most); ++i) {
+        const uint8_t here = kCommonness[needle.bytes[i]];
+        const uint8_t first = kCommonness[needle.bytes[places.first]];
+        const uint8_t second = kCommonness[needle.bytes[places.second]];
+        if (here >= std::max(first, second)) continue;
+        // The new place is behind the first; it stands in for the commoner of the two.
+        if (second >= first) {
+            places.second = i;
+        } else {
+            places = places.second < i ? Places{places.second, i} : Places{i, places.second};
+        }
+    }
+    return places;
+}
+
+// Looks at places that have two of the needle's bytes. Such places may be dense and each of them
+// long to compare; once that has cost more than it should, the two-way search goes on.
+template <class IsWanted>
+uint64_t find(Text haystack, Text needle, IsWanted is_wanted) noexcept {
     constexpr uint64_t kAllowance = 4096;
     const TextKernels& kernels = text_kernels();
-    const uint64_t distance = needle.length - 1;
-    const uint64_t positions = haystack.length - distance;
+    const Places places = rarest_places(needle, haystack);
+    const uint8_t first = needle.bytes[places.first];
+    const uint8_t second = needle.bytes[places.second];
+    const uint64_t positions = haystack.length - needle.length + 1;
     uint64_t cost = 0;
     for (uint64_t at = 0; at < positions; ++at) {
-        at += kernels.find_pair(haystack.bytes + at, positions - at, distance, needle.bytes[0],
-                                needle.bytes[distance]);
+        at += kernels.find_pair(haystack.bytes + at + places.first, positions - at,
+                                places.second - places.first, first, second);
         if (at == positions) break;
         const uint64_t head = std::min<uint64_t>(needle.length, 64);
         if (memcmp(haystack.bytes + at, needle.bytes, head) == 0) {
-            if (memcmp(haystack.bytes + at + head, needle.bytes + head, needle.length - head) ==
-                0) {
-                return at;
-            }
+            const uint64_t rest = needle.length - head;
+            const bool is_here =
+                rest == 0 || memcmp(haystack.bytes + at + head, needle.bytes + head, rest) == 0;
+            if (is_here && is_wanted(at)) return at;
             cost += needle.length;
         }
         cost += 16;
@@ -102,7 +147,8 @@ uint64_t find(Text haystack, Text needle) noexcept {
             ++at;
             if (at == positions) break;
             const uint64_t found =
-                find_two_way({haystack.bytes + at, haystack.length - at}, needle);
+                find_two_way({haystack.bytes + at, haystack.length - at}, needle,
+                             [at, &is_wanted](uint64_t behind) { return is_wanted(at + behind); });
             return found == NQ_NOT_FOUND ? found : at + found;
         }
     }
@@ -118,6 +164,27 @@ int64_t nqzsu8IndexText(const uint8_t* haystack, uint64_t haystackBytes, const u
     if (needleBytes > haystackBytes) return -1;
     const uint64_t index = needleBytes == 1
                                ? mwMemScan(haystack, haystackBytes, needle[0])
-                               : nq::find({haystack, haystackBytes}, {needle, needleBytes});
+                               : nq::find({haystack, haystackBytes}, {needle, needleBytes},
+                                          [](uint64_t) { return true; });
     return static_cast<int64_t>(index);
+}
+
+int64_t nqzsu8FindCharText(const uint8_t* haystack, uint64_t haystackBytes, const uint8_t* needle,
+                           uint64_t needleBytes, uint32_t) noexcept {
+    if (needleBytes == 0) return 0;
+    if (needleBytes > haystackBytes) return -1;
+    const uint64_t first = mwMemScan(haystack, haystackBytes, needle[0]);
+    if (first == NQ_NOT_FOUND || needleBytes == 1) return static_cast<int64_t>(first);
+    if (needleBytes > haystackBytes - first) return -1;
+    // The characters are walked through only as far as the needle occurs.
+    const uint8_t* start = haystack + first;
+    uint64_t boundary = 0;
+    const uint64_t index = nq::find(
+        {start, haystackBytes - first}, {needle, needleBytes}, [start, &boundary](uint64_t at) {
+            if (boundary < at) {
+                boundary += nq::count_steps(start + boundary, at - boundary).end;
+            }
+            return boundary == at;
+        });
+    return index == NQ_NOT_FOUND ? -1 : static_cast<int64_t>(first + index);
 }

@@ -37,4 +37,17 @@ constexpr bool begins_utf8(std::uint8_t byte) noexcept {
 // Whether a byte is 0x80..0xBF, the bytes that follow a lead byte.
 constexpr bool continues_utf8(std::uint8_t byte) noexcept { return (byte & 0xC0) == 0x80; }
 
+// The lead bytes after which not every continuation byte makes a well-formed character.
+constexpr bool limits_second_utf8(std::uint8_t lead) noexcept {
+    return lead == 0xE0 || lead == 0xED || lead == 0xF0;
+}
+
+// Whether a byte may follow a lead byte: the others continue nothing, or make an overlong form or
+// a surrogate. There is no such limit after 0xF4.
+constexpr bool fits_second_utf8(std::uint8_t lead, std::uint8_t byte) noexcept {
+    const std::uint8_t first = lead == 0xE0 ? 0xA0 : lead == 0xF0 ? 0x90 : 0x80;
+    const std::uint8_t last = lead == 0xED ? 0x9F : 0xBF;
+    return byte >= first && byte <= last;
+}
+
 }  // namespace nq

@@ -30,6 +30,12 @@ inline std::uint32_t load32(const std::uint8_t* bytes, ByteOrder order) noexcept
     return order == ByteOrder::little ? unit : __builtin_bswap32(unit);
 }
 
+inline std::uint64_t load64(const std::uint8_t* bytes) noexcept {
+    std::uint64_t word;
+    std::memcpy(&word, bytes, sizeof word);
+    return word;
+}
+
 inline void store16(std::uint8_t* bytes, std::uint32_t unit, ByteOrder order) noexcept {
     const auto low = static_cast<std::uint16_t>(unit);
     const std::uint16_t stored = order == ByteOrder::little ? low : __builtin_bswap16(low);
@@ -67,24 +73,35 @@ inline Decoded reject_utf8(const std::uint8_t* text, std::uint64_t available) no
     return {kReplacement, NQ_STATUS_MALFORMED, count};
 }
 
+// The character of two, three or four bytes at the start of the text, which are there.
+inline NQChar decode_two(const std::uint8_t* text) noexcept {
+    return (text[0] & 0x1Fu) << 6 | (text[1] & 0x3Fu);
+}
+inline NQChar decode_three(const std::uint8_t* text) noexcept {
+    return (text[0] & 0x0Fu) << 12 | (text[1] & 0x3Fu) << 6 | (text[2] & 0x3Fu);
+}
+inline NQChar decode_four(const std::uint8_t* text) noexcept {
+    return (text[0] & 0x07u) << 18 | (text[1] & 0x3Fu) << 12 | (text[2] & 0x3Fu) << 6 |
+           (text[3] & 0x3Fu);
+}
+
 // The character at the start of the text. Only the lead byte is judged: what follows it is taken
 // for continuation bytes, and overlong forms, surrogates and values above U+10FFFF pass.
 inline Decoded decode_utf8(const std::uint8_t* text, std::uint64_t available) noexcept {
     // Branches, which are guessed, where the length's table would be waited for.
     if (available == 0) return reject_utf8(text, available);
     const std::uint32_t lead = text[0];
-    const auto tail = [text](int index) { return text[index] & 0x3Fu; };
     if (lead < 0x80) return {lead, NQ_STATUS_OK, 1};
     if (lead < 0xE0) {
         if (lead < 0xC2 || available < 2) return reject_utf8(text, available);
-        return {(lead & 0x1F) << 6 | tail(1), NQ_STATUS_OK, 2};
+        return {decode_two(text), NQ_STATUS_OK, 2};
     }
     if (lead < 0xF0) {
         if (available < 3) return reject_utf8(text, available);
-        return {(lead & 0x0F) << 12 | tail(1) << 6 | tail(2), NQ_STATUS_OK, 3};
+        return {decode_three(text), NQ_STATUS_OK, 3};
     }
     if (lead > 0xF4 || available < 4) return reject_utf8(text, available);
-    return {(lead & 0x07) << 18 | tail(1) << 12 | tail(2) << 6 | tail(3), NQ_STATUS_OK, 4};
+    return {decode_four(text), NQ_STATUS_OK, 4};
 }
 
 // The UTF-8 bytes that a code point takes, whatever its value.
@@ -92,13 +109,27 @@ constexpr std::uint32_t utf8_size(NQChar code_point) noexcept {
     return 1u + (code_point >= 0x80) + (code_point >= 0x800) + (code_point >= 0x10000);
 }
 
+// Store a code point that takes two, three or four bytes, for which there is room. From U+200000 up
+// the high bits overflow into the mark of the lead.
+inline void encode_two(NQChar code_point, std::uint8_t* target) noexcept {
+    store16(target, (0x80C0 | code_point >> 6) | (code_point & 0x3F) << 8, ByteOrder::little);
+}
+inline void encode_three(NQChar code_point, std::uint8_t* target) noexcept {
+    store16(target, (0x80E0 | code_point >> 12) | (code_point & 0xFC0) << 2, ByteOrder::little);
+    target[2] = static_cast<std::uint8_t>(0x80 | (code_point & 0x3F));
+}
+inline void encode_four(NQChar code_point, std::uint8_t* target) noexcept {
+    const std::uint32_t lead = (0xF0 + (code_point >> 18)) & 0xFF;
+    store32(target,
+            (0x80808000 | lead) | (code_point >> 4 & 0x3F00) | (code_point & 0xFC0) << 10 |
+                (code_point & 0x3F) << 24,
+            ByteOrder::little);
+}
+
 // Stores a code point of any value and returns the bytes; stores nothing and returns 0 where they
-// do not fit. From U+200000 up the high bits overflow into the lead's mark.
+// do not fit.
 inline std::uint32_t encode_utf8(NQChar code_point, std::uint8_t* target,
                                  std::uint64_t room) noexcept {
-    const auto tail = [code_point](int shift) {
-        return static_cast<std::uint8_t>(0x80 | (code_point >> shift & 0x3F));
-    };
     if (code_point < 0x80) {
         if (room < 1) return 0;
         target[0] = static_cast<std::uint8_t>(code_point);
@@ -106,22 +137,16 @@ inline std::uint32_t encode_utf8(NQChar code_point, std::uint8_t* target,
     }
     if (code_point < 0x800) {
         if (room < 2) return 0;
-        target[0] = static_cast<std::uint8_t>(0xC0 + (code_point >> 6));
-        target[1] = tail(0);
+        encode_two(code_point, target);
         return 2;
     }
     if (code_point < 0x10000) {
         if (room < 3) return 0;
-        target[0] = static_cast<std::uint8_t>(0xE0 + (code_point >> 12));
-        target[1] = tail(6);
-        target[2] = tail(0);
+        encode_three(code_point, target);
         return 3;
     }
     if (room < 4) return 0;
-    target[0] = static_cast<std::uint8_t>(0xF0 + (code_point >> 18));
-    target[1] = tail(12);
-    target[2] = tail(6);
-    target[3] = tail(0);
+    encode_four(code_point, target);
     return 4;
 }
 

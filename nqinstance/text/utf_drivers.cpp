@@ -16,30 +16,31 @@ struct Routine {
     ByteOrder order;
 };
 
+// The little-endian routines, which are the machine's, first: a text may be short.
 Routine recognise(NQUtfReader reader) noexcept {
     if (reader == UTF8_UTF32) return {Form::utf8, ByteOrder::little};
-    if (reader == UTF16_UTF32) return {Form::utf16, ByteOrder::big};
-    if (reader == UTF16_UTF32_SWAP) return {Form::utf16, ByteOrder::little};
-    if (reader == COPY_UTF32b) return {Form::utf32, ByteOrder::big};
     if (reader == COPY_UTF32b_SWAP) return {Form::utf32, ByteOrder::little};
+    if (reader == UTF16_UTF32_SWAP) return {Form::utf16, ByteOrder::little};
+    if (reader == UTF16_UTF32) return {Form::utf16, ByteOrder::big};
+    if (reader == COPY_UTF32b) return {Form::utf32, ByteOrder::big};
     return {Form::unknown, ByteOrder::little};
 }
 
 Routine recognise(NQUtfWriter writer) noexcept {
-    if (writer == UTF32_UTF8) return {Form::utf8, ByteOrder::little};
-    if (writer == UTF32_UTF16) return {Form::utf16_cut, ByteOrder::little};
-    if (writer == UTF32_UTF16_SWAP) return {Form::utf16_cut, ByteOrder::big};
-    if (writer == UTF32_UTF16s) return {Form::utf16, ByteOrder::little};
-    if (writer == UTF32_UTF16s_SWAP) return {Form::utf16, ByteOrder::big};
-    if (writer == COPY_UTF32) return {Form::utf32, ByteOrder::big};
     if (writer == COPY_UTF32_SWAP) return {Form::utf32, ByteOrder::little};
+    if (writer == UTF32_UTF8) return {Form::utf8, ByteOrder::little};
+    if (writer == UTF32_UTF16s) return {Form::utf16, ByteOrder::little};
+    if (writer == UTF32_UTF16) return {Form::utf16_cut, ByteOrder::little};
+    if (writer == COPY_UTF32) return {Form::utf32, ByteOrder::big};
+    if (writer == UTF32_UTF16s_SWAP) return {Form::utf16, ByteOrder::big};
+    if (writer == UTF32_UTF16_SWAP) return {Form::utf16_cut, ByteOrder::big};
     return {Form::unknown, ByteOrder::little};
 }
 
-bool overlap(const Cursor& cursor) noexcept {
-    const auto source = reinterpret_cast<uintptr_t>(cursor.source);
-    const auto target = reinterpret_cast<uintptr_t>(cursor.target);
-    return target - source < cursor.left || source - target < cursor.room;
+bool overlap(const uint8_t* source, uint64_t source_bytes, const uint8_t* target,
+             uint64_t capacity) noexcept {
+    const auto distance = reinterpret_cast<uintptr_t>(target) - reinterpret_cast<uintptr_t>(source);
+    return distance < source_bytes || 0 - distance < capacity;
 }
 
 void copy_units(Cursor& cursor, ByteOrder in, ByteOrder out) noexcept {
@@ -138,41 +139,80 @@ void report(uint64_t* place, uint64_t count) noexcept {
     if (place) *place = count;
 }
 
+[[gnu::noinline]] NQStatus convert_to_utf32(const uint8_t* source, uint64_t source_bytes,
+                                            uint8_t* target, uint64_t capacity, uint64_t* produced,
+                                            NQUtfReader reader, NQUtfWriter writer) noexcept {
+    Cursor cursor{source, source_bytes, target, capacity / 4 * 4};
+    NQStatus status = NQ_STATUS_OK;
+    uint64_t bytes = 0;
+    const Routine from = recognise(reader);
+    const Routine to = recognise(writer);
+    if (from.form == Form::unknown || to.form != Form::utf32 ||
+        overlap(source, source_bytes, target, capacity)) {
+        bytes = read_each(cursor, reader, writer, capacity, &status);
+    } else {
+        status = to_utf32(cursor, from, to.order);
+        bytes = capacity / 4 * 4 - cursor.room;
+    }
+    report(produced, bytes);
+    return status;
+}
+
+[[gnu::noinline]] NQStatus convert_from_utf32(const uint8_t* source, uint64_t source_bytes,
+                                              uint8_t* target, uint64_t capacity,
+                                              uint64_t* produced, NQUtfWriter writer,
+                                              NQUtfReader reader) noexcept {
+    Cursor cursor{source, source_bytes / 4 * 4, target, capacity};
+    NQStatus status = NQ_STATUS_OK;
+    uint64_t bytes = 0;
+    const Routine from = recognise(reader);
+    const Routine to = recognise(writer);
+    if (from.form == Form::utf32 && to.form != Form::unknown &&
+        !overlap(source, source_bytes, target, capacity)) {
+        status = from_utf32(cursor, from.order, to);
+        bytes = capacity - cursor.room;
+    }
+    // What is left is less than a unit's room for the blocks, or all of it for other routines.
+    if (!status) bytes += write_each(cursor, reader, writer, &status);
+    report(produced, bytes);
+    return status;
+}
+
+// A few characters between UTF-8 and the machine's UTF-32 are converted before all that could cost
+// more than they do.
+constexpr uint64_t kFewCharacters = 32;
+
+template <auto kLoop>
+[[gnu::noinline]] NQStatus convert_few(const uint8_t* source, uint64_t source_bytes,
+                                       uint8_t* target, uint64_t capacity,
+                                       uint64_t* produced) noexcept {
+    Cursor cursor{source, source_bytes, target, capacity};
+    const NQStatus status = kLoop(cursor, loops::kToTheEnd);
+    report(produced, capacity - cursor.room);
+    return status;
+}
+
 }  // namespace
 }  // namespace nq
 
 NQStatus ConvertToUTF32(const uint8_t* source, uint64_t sourceBytes, uint8_t* target,
                         uint64_t capacity, uint64_t* produced, NQUtfReader reader,
                         NQUtfWriter writer) noexcept {
-    nq::Cursor cursor{source, sourceBytes, target, capacity / 4 * 4};
-    NQStatus status = NQ_STATUS_OK;
-    uint64_t bytes = 0;
-    const nq::Routine from = nq::recognise(reader);
-    const nq::Routine to = nq::recognise(writer);
-    if (from.form == nq::Form::unknown || to.form != nq::Form::utf32 || nq::overlap(cursor)) {
-        bytes = nq::read_each(cursor, reader, writer, capacity, &status);
-    } else {
-        status = nq::to_utf32(cursor, from, to.order);
-        bytes = capacity / 4 * 4 - cursor.room;
+    constexpr auto kLoop = nq::loops::utf8_to_utf32_in<nq::ByteOrder::little>;
+    if (sourceBytes <= nq::kFewCharacters && reader == UTF8_UTF32 && writer == COPY_UTF32_SWAP &&
+        !nq::overlap(source, sourceBytes, target, capacity)) {
+        return nq::convert_few<kLoop>(source, sourceBytes, target, capacity / 4 * 4, produced);
     }
-    nq::report(produced, bytes);
-    return status;
+    return nq::convert_to_utf32(source, sourceBytes, target, capacity, produced, reader, writer);
 }
 
 NQStatus ConvertFromUTF32(const uint8_t* source, uint64_t sourceBytes, uint8_t* target,
                           uint64_t capacity, uint64_t* produced, NQUtfWriter writer,
                           NQUtfReader reader) noexcept {
-    nq::Cursor cursor{source, sourceBytes / 4 * 4, target, capacity};
-    NQStatus status = NQ_STATUS_OK;
-    uint64_t bytes = 0;
-    const nq::Routine from = nq::recognise(reader);
-    const nq::Routine to = nq::recognise(writer);
-    if (from.form == nq::Form::utf32 && to.form != nq::Form::unknown && !nq::overlap(cursor)) {
-        status = nq::from_utf32(cursor, from.order, to);
-        bytes = capacity - cursor.room;
+    constexpr auto kLoop = nq::loops::utf32_to_utf8_from<nq::ByteOrder::little>;
+    if (sourceBytes <= 4 * nq::kFewCharacters && writer == UTF32_UTF8 &&
+        reader == COPY_UTF32b_SWAP && !nq::overlap(source, sourceBytes, target, capacity)) {
+        return nq::convert_few<kLoop>(source, sourceBytes / 4 * 4, target, capacity, produced);
     }
-    // What is left is less than a unit's room for the blocks, or all of it for other routines.
-    if (!status) bytes += nq::write_each(cursor, reader, writer, &status);
-    nq::report(produced, bytes);
-    return status;
+    return nq::convert_from_utf32(source, sourceBytes, target, capacity, produced, writer, reader);
 }

@@ -16,7 +16,7 @@ namespace nq::test {
 std::vector<SweepCase> all_cases() {
     std::vector<SweepCase> cases;
     for (auto part : {entry_cases(), instance_cases(), data_cases(), config_cases(), json_cases(),
-                      format_cases(), memory_cases()}) {
+                      format_cases(), memory_cases(), text_cases()}) {
         std::move(part.begin(), part.end(), std::back_inserter(cases));
     }
     return cases;
@@ -81,10 +81,50 @@ const std::vector<CannotFail>& cannot_fail() {
           "UTF8_UTF16",
           "UTF8_UTF32",
           "isLegalUTF8",
+          "nqzseqn",
+          "nqzsncmp",
+          "nqzsu8Compare",
+          "nqzsu8CompareText",
+          "UTF8_BLEN",
+          "UTF8_BLENB",
+          "UTF8_SLEN",
+          "UTF8_SLENB",
+          "_U8CharSize",
+          "_U8ValidCharSize",
+          "nqzsu8ByteLength",
+          "nqzsu8CharSize",
+          "nqzsu8CharSize2",
+          "nqzsu8Copy",
+          "nqzsu8CopyText",
+          "nqzsu8Decode",
+          "nqzsu8Encode",
+          "nqzsu8FindCharText",
           "nqzsu8IndexText",
+          "nqzsu8Justify",
+          "nqzsu8Lengths",
+          "nqzsu8NextChar",
+          "nqzsu8NormASCIIEqual",
+          "nqzsu8NumChars",
+          "nqzsu8StripBlanks",
           "utf8_len",
           "nqzdhms",
           "nqzdmdy"}},
+        {"answers what the Unicode service or the caller's predicate does, which have no status",
+         {"_NQZSU8IsFunct", "nqzsu8IsCombining"}},
+        {"hands the call on to the locale and returns what that returns",
+         {"nqzsu8DateFormat",  "nqzsu8DatetimeFormat", "nqzsu8DoubleFormat",
+          "nqzsu8IntFormat",   "nqzsu8IntfastFormat",  "nqzsu8IntmaxFormat",
+          "nqzsu8LongFormat",  "nqzsu8TimeFormat",     "nqzsu8ToDate",
+          "nqzsu8ToDatetime",  "nqzsu8ToDouble",       "nqzsu8ToInt",
+          "nqzsu8ToIntfast",   "nqzsu8ToIntmax",       "nqzsu8ToLong",
+          "nqzsu8ToTime",      "nqzsu8ToUInt",         "nqzsu8ToULong",
+          "nqzsu8ToUintfast",  "nqzsu8ToUintmax",      "nqzsu8UIntFormat",
+          "nqzsu8ULongFormat", "nqzsu8UintfastFormat", "nqzsu8UintmaxFormat"}},
+        {"asks the host for case mappings alone, which have no status",
+         {"nqzsu8NormCompare", "nqzsu8NormCompareText", "nqzsu8NormEqual", "nqzsu8NormEqualText"}},
+        {"asks the host for case mappings alone; that it refuses one means that there is none",
+         {"nqzstlo", "nqzstmax", "nqzstmin", "nqzstup", "nqzsu8LocaleLower", "nqzsu8LocaleUpper",
+          "nqzsu8Lower", "nqzsu8Lower2", "nqzsu8Upper", "nqzsu8Upper2"}},
     };
     return list;
 }

@@ -225,3 +225,20 @@ TEST(UnicodeThreads, CaseOperationsDoNotMeet) {
     }
     for (std::thread& thread : threads) thread.join();
 }
+
+// Mappings are looked up in rows that are made when they are first needed, by whatever thread.
+TEST_F(Unicode, ThreadsMayBeTheFirstToAskForTheSameMappings) {
+    const auto walk = [this] {
+        for (std::uint32_t code_point = 0; code_point < 0x30000; ++code_point) {
+            const auto character = static_cast<UChar32>(code_point);
+            ASSERT_EQ(host->toUpper(host, code_point, 1),
+                      static_cast<std::uint32_t>(u_toupper(character)));
+            ASSERT_EQ(host->toLower(host, code_point, 1),
+                      static_cast<std::uint32_t>(u_tolower(character)));
+        }
+    };
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 4; ++i) threads.emplace_back(walk);
+    for (std::thread& thread : threads) thread.join();
+    walk();
+}

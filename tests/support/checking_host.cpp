@@ -243,7 +243,8 @@ CheckingHost::CheckingHost(PoolMode mode)
       arrays(core_),
       dictionaries(core_, strings, arrays),
       files(core_),
-      encoding(core_) {
+      encoding(core_),
+      unicode(core_) {
     fill(kernel_);
     pool_ = &core_.make_pool("test");
 }
@@ -269,7 +270,7 @@ void CheckingHost::fill(Kernel& kernel) {
     kernel.getTempPool = KernelOperations::get_temp_pool;
     kernel.releaseTempPool = KernelOperations::release_temp_pool;
     kernel.encoding = encoding.table();
-    kernel.unicode = nullptr;
+    kernel.unicode = unicode.table();
     kernel.captureMessage = KernelOperations::capture_message;
     kernel.formatToBuffer = KernelOperations::format_to_buffer;
     kernel.renderMessage = KernelOperations::render_message;

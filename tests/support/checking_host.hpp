@@ -40,6 +40,7 @@
 #include "tests/support/host_encoding.hpp"
 #include "tests/support/host_files.hpp"
 #include "tests/support/host_strings.hpp"
+#include "tests/support/host_unicode.hpp"
 #include "tests/support/library.hpp"
 
 namespace nq::test {
@@ -160,6 +161,7 @@ class CheckingHost {
     DictionaryService dictionaries;
     FileService files;
     EncodingService encoding;
+    HostUnicodeService unicode;
 
   private:
     struct Kernel : HostKernel {

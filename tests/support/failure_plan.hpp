@@ -47,6 +47,9 @@ enum class Call : std::uint8_t {
     kRenderMessage,
     kRenderFormatted,
     kFormatStatus,
+    kCreateNormalizer,
+    kNormalize,
+    kCompareTexts,
     // These give something back: a planned failure still does it and only reports the status.
     kFree,
     kDestroyPool,

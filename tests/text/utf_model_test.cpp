@@ -499,7 +499,7 @@ TextKernels counting_kernels() {
 TEST(UtfDriverBlocks, PairsOfTheLibrarysOwnRoutinesTakeThem) {
     const TextKernels counting = counting_kernels();
     text_kernels_in_use = &counting;
-    std::uint8_t source[64] = {}, target[256];
+    std::uint8_t source[256] = {}, target[1024];  // more than a few characters
     const auto blocks_to = [&](NQUtfReader reader, NQUtfWriter writer) {
         block_conversions = 0;
         ConvertToUTF32(source, sizeof source, target, sizeof target, nullptr, reader, writer);

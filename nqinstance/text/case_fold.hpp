@@ -1,0 +1,79 @@
+#pragma once
+#include <array>
+#include <cstdint>
+
+#include "nqinstance/host/kernel.h"
+#include "nqinstance/text/case_tables.hpp"
+#include "nqinstance/text/utf8_tables.hpp"
+
+// The case of one character, inline: the case mappings and the comparisons use these.
+namespace nq {
+
+// By byte: ASCII letters of the other case mapped, all else unchanged.
+inline constexpr auto ansi_upcasetable = detail::byte_table<std::uint8_t>(
+    [](std::size_t byte) { return byte >= 'a' && byte <= 'z' ? byte - 32 : byte; });
+inline constexpr auto ansi_lowcasetable = detail::byte_table<std::uint8_t>(
+    [](std::size_t byte) { return byte >= 'A' && byte <= 'Z' ? byte + 32 : byte; });
+
+namespace detail {
+
+// The whole list is scanned, with the value that a pair before may have replaced.
+inline NQChar map_by_list(const std::uint32_t* pairs, NQChar unit) noexcept {
+    for (; pairs[0]; pairs += 2) {
+        if (pairs[0] == unit) unit = pairs[1];
+    }
+    return unit;
+}
+
+inline NQChar map_by_table(const std::int8_t* shifts, const std::uint32_t* list,
+                           NQChar unit) noexcept {
+    if (unit >= 0x10000) return unit;
+    const std::int32_t row = mwz_metatable[unit >> kCaseBlockBits];
+    if (row < 0) return unit;
+    const std::int32_t shift = shifts[static_cast<std::uint32_t>(row) + unit % kCaseBlockUnits];
+    if (shift == kSeeCaseList) return map_by_list(list, unit);
+    return static_cast<NQChar>(static_cast<std::int32_t>(unit) + shift);
+}
+
+inline NQChar map_by_wide_table(const std::int32_t* rows, const std::int32_t* shifts,
+                                NQChar unit) noexcept {
+    if (unit >= 0x10000) return unit;
+    const std::int32_t row = rows[unit >> kCaseBlockBits];
+    if (row < 0) return unit;
+    const std::int32_t shift = shifts[static_cast<std::uint32_t>(row) + unit % kCaseBlockUnits];
+    return static_cast<NQChar>(static_cast<std::int32_t>(unit) + shift);
+}
+
+}  // namespace detail
+
+// The built-in mapping of one unit; those from U+10000 up stay as they are.
+inline NQChar table_upper(NQChar unit) noexcept {
+    return detail::map_by_table(mwz_upshift, mwz_upaux, unit);
+}
+inline NQChar table_lower(NQChar unit) noexcept {
+    return detail::map_by_table(mwz_downshift, mwz_downaux, unit);
+}
+
+// The wide mapping of one unit; those from U+10000 up stay as they are.
+inline NQChar table_min(NQChar unit) noexcept {
+    return detail::map_by_wide_table(mwz_min_meta, mwz_minshift, unit);
+}
+inline NQChar table_max(NQChar unit) noexcept {
+    return detail::map_by_wide_table(mwz_max_meta, mwz_maxshift, unit);
+}
+
+// The host's Unicode service; null when it has none, or when no host loaded the library.
+inline HostUnicode* host_unicode() noexcept {
+    const HostKernel* kernel = Exported_NQHandle;
+    return kernel ? kernel->unicode : nullptr;
+}
+
+// The host's mapping of any code point, ASCII too; without a service the built-in one.
+inline NQChar host_upper(HostUnicode* unicode, NQChar code_point) noexcept {
+    return unicode ? unicode->toUpper(unicode, code_point, 1) : table_upper(code_point);
+}
+inline NQChar host_lower(HostUnicode* unicode, NQChar code_point) noexcept {
+    return unicode ? unicode->toLower(unicode, code_point, 1) : table_lower(code_point);
+}
+
+}  // namespace nq

@@ -1,0 +1,282 @@
+#include "nqinstance/text/compare.h"
+
+#include <string.h>
+
+#include <algorithm>
+
+#include "nqinstance/text/case_fold.hpp"
+#include "nqinstance/text/compare_loops.hpp"
+#include "nqinstance/text/memory.h"
+
+namespace nq {
+namespace {
+
+// So many characters are found alike one by one before blocks are tried again: more than the
+// punctuation between words that are not alike.
+constexpr int kAlikeInARow = 3;
+
+struct Text {
+    const uint8_t* bytes;
+    uint64_t length;
+
+    void skip(uint64_t count) noexcept {
+        bytes += count;
+        length -= count;
+    }
+};
+
+template <class Number>
+int32_t order_of(Number a, Number b) noexcept {
+    return (a > b) - (a < b);
+}
+
+// Who lowers ASCII where the other side of a pair is something else.
+enum class AsciiBy { host, table };
+
+// The order of code points in lower case, for one comparison. The host is asked through a pointer
+// and looks the character up, so that pairs it found the same are kept once a text turns out to
+// have many.
+template <AsciiBy kAsciiBy>
+class LowerCaseOrder {
+  public:
+    explicit LowerCaseOrder(HostUnicode* unicode) noexcept : unicode_(unicode) {}
+
+    // Of two that differ.
+    int32_t operator()(NQChar a, NQChar b) noexcept {
+        const uint64_t pair = uint64_t{a} << 32 | b;
+        if (asked_ >= kAsked && same_[a % kSame] == pair) return 0;
+        const int32_t order = order_of(lower(a), lower(b));
+        if (order == 0) keep(a, pair);
+        return order;
+    }
+
+  private:
+    static constexpr unsigned kAsked = 24;
+    static constexpr unsigned kSame = 128;  // more than the letters of a script
+
+    int32_t lower(NQChar code_point) const noexcept {
+        const bool by_table = kAsciiBy == AsciiBy::table && code_point < 0x80;
+        return static_cast<int32_t>(by_table ? table_lower(code_point)
+                                             : host_lower(unicode_, code_point));
+    }
+    void keep(NQChar a, uint64_t pair) noexcept {
+        if (asked_ < kAsked) {
+            if (++asked_ < kAsked) return;
+            memset(same_, 0, sizeof same_);
+        }
+        same_[a % kSame] = pair;
+    }
+
+    HostUnicode* const unicode_;
+    unsigned asked_ = 0;
+    uint64_t same_[kSame];
+};
+
+// The bytes of the character that both texts begin with, whole or cut off by the end of both; 0
+// where they begin differently.
+uint64_t same_character(Text a, Text b) noexcept {
+    uint64_t size = kUtf8Length[*a.bytes];
+    if (size > std::min(a.length, b.length)) {
+        if (a.length != b.length) return 0;
+        size = a.length;
+    }
+    uint64_t same = 0;
+    while (same < size && a.bytes[same] == b.bytes[same]) ++same;
+    return same == size ? size : 0;
+}
+
+uint64_t skip_alike(Text a, Text b, uint64_t length, int32_t& order) noexcept {
+    if (length < kInlineBytes) return loops::alike_utf8(a.bytes, b.bytes, length, order);
+    return text_kernels().alike_utf8(a.bytes, b.bytes, length, order);
+}
+
+// Whether a text begins with a whole character of two bytes.
+bool has_two_bytes(Text text) noexcept {
+    return static_cast<uint8_t>(text.bytes[0] - 0xC2) < 0xE0 - 0xC2 && text.length >= 2;
+}
+
+// Walks over both texts until the first `most` bytes of `a` are passed, or `b` ends, or a pair of
+// characters differs in lower case: then -1 or 1, else 0. An `order` that is 0 becomes that of the
+// first two characters which differ at all.
+template <AsciiBy kAsciiBy>
+int32_t walk(Text& a, Text& b, uint64_t most, int32_t& order) noexcept {
+    LowerCaseOrder<kAsciiBy> lower_case_order(host_unicode());
+    // Malformed characters of other bytes count as greater even where both are U+FFFD.
+    const auto fold = [&](NQChar of_a, NQChar of_b) noexcept {
+        if (order == 0) order = of_a < of_b ? -1 : 1;
+        return of_a == of_b ? 0 : lower_case_order(of_a, of_b);
+    };
+    const uint64_t rest = a.length - most;
+    while (a.length > rest && b.length) {
+        const uint64_t alike = skip_alike(a, b, std::min(a.length - rest, b.length), order);
+        a.skip(alike);
+        b.skip(alike);
+        for (int alike_in_a_row = 0;
+             alike_in_a_row < kAlikeInARow && a.length > rest && b.length;) {
+            const uint8_t x = *a.bytes;
+            const uint8_t y = *b.bytes;
+            if ((x | y) < 0x80) {
+                const int32_t folded = order_of(ansi_lowcasetable[x], ansi_lowcasetable[y]);
+                if (folded) return folded;
+                if (order == 0) order = order_of(x, y);
+                a.skip(1);
+                b.skip(1);
+                ++alike_in_a_row;
+                continue;
+            }
+            // Most letters beyond ASCII. Their lead bytes may be the same or not, which cannot be
+            // guessed, so that both bytes are looked at together.
+            if (has_two_bytes(a) && has_two_bytes(b)) {
+                const uint16_t unit_a = load16(a.bytes, ByteOrder::big);
+                const uint16_t unit_b = load16(b.bytes, ByteOrder::big);
+                if (unit_a == unit_b) {
+                    ++alike_in_a_row;
+                } else {
+                    alike_in_a_row = 0;
+                    const auto decoded = [](uint32_t unit) {
+                        return (unit & 0x1F00) >> 2 | (unit & 0x3F);
+                    };
+                    const int32_t folded = fold(decoded(unit_a), decoded(unit_b));
+                    if (folded) return folded;
+                }
+                a.skip(2);
+                b.skip(2);
+                continue;
+            }
+            if (x == y) {
+                if (const uint64_t size = same_character(a, b)) {
+                    a.skip(size);
+                    b.skip(size);
+                    ++alike_in_a_row;
+                    continue;
+                }
+            }
+            alike_in_a_row = 0;
+            const Decoded of_a = decode_utf8(a.bytes, a.length);
+            const Decoded of_b = decode_utf8(b.bytes, b.length);
+            const int32_t folded = fold(of_a.code_point, of_b.code_point);
+            if (folded) return folded;
+            a.skip(of_a.consumed);
+            b.skip(of_b.consumed);
+        }
+    }
+    return 0;
+}
+
+// The same bytes are alike whatever they mean.
+bool are_identical(Text a, Text b) noexcept {
+    return a.length == b.length && (a.length == 0 || memcmp(a.bytes, b.bytes, a.length) == 0);
+}
+
+// What one text has over the other, of which `are_blanks` tells whether it is of no account.
+template <class Count, class AreBlanks>
+int32_t with_rest(int32_t order, Count a, Count b, AreBlanks are_blanks) noexcept {
+    return a == b || are_blanks() ? order : 2 * order_of(a, b);
+}
+
+int32_t compare_folded(Text a, Text b) noexcept {
+    if (are_identical(a, b)) return 0;
+    int32_t order = 0;
+    const uint64_t most = std::min(a.length, b.length);
+    if (const int32_t folded = walk<AsciiBy::host>(a, b, most, order)) return 2 * folded;
+    const Text& longer = a.length > b.length ? a : b;
+    return with_rest(order, a.length, b.length,
+                     [&] { return mwMemNot(' ', longer.bytes, longer.length); });
+}
+
+bool are_equal_folded(Text a, Text b) noexcept {
+    if (are_identical(a, b)) return true;
+    int32_t order = 0;
+    return !walk<AsciiBy::table>(a, b, a.length, order) && !a.length && !b.length;
+}
+
+uint64_t skip_alike(const NQChar* a, const NQChar* b, uint64_t count, int32_t& order) noexcept {
+    if (count < kInlineBytes / sizeof *a) return loops::alike_units(a, b, count, order);
+    return text_kernels().alike_units(a, b, count, order);
+}
+
+// The first index at which the units differ in lower case, or the count.
+uint64_t find_other_letter(const NQChar* a, const NQChar* b, uint64_t count,
+                           int32_t& order) noexcept {
+    uint64_t i = 0;
+    while (i < count) {
+        i += skip_alike(a + i, b + i, count - i, order);
+        for (int alike_in_a_row = 0; alike_in_a_row < kAlikeInARow && i < count; ++i) {
+            const NQChar x = a[i];
+            const NQChar y = b[i];
+            if (x == y) {
+                ++alike_in_a_row;
+                continue;
+            }
+            alike_in_a_row = (x | y) < 0x80 ? alike_in_a_row + 1 : 0;
+            if (order == 0) order = order_of(static_cast<int32_t>(x), static_cast<int32_t>(y));
+            if (table_lower(x) != table_lower(y)) return i;
+        }
+    }
+    return i;
+}
+
+}  // namespace
+}  // namespace nq
+
+int32_t nqzsu8CompareText(const uint8_t* a, uint64_t aBytes, const uint8_t* b, uint64_t bBytes,
+                          uint32_t) noexcept {
+    const int32_t order = mwMemCmp(a, b, std::min(aBytes, bBytes));
+    return order ? order : nq::order_of(aBytes, bBytes);
+}
+
+int32_t nqzsu8Compare(const uint8_t* a, uint64_t aBytes, const uint8_t* b,
+                      uint64_t bBytes) noexcept {
+    return nqzsu8CompareText(a, aBytes, b, bBytes, NQ_ENCODING_UTF8);
+}
+
+int32_t nqzsu8NormCompareText(const uint8_t* a, uint64_t aBytes, const uint8_t* b, uint64_t bBytes,
+                              uint32_t) noexcept {
+    return nq::compare_folded({a, aBytes}, {b, bBytes});
+}
+
+int32_t nqzsu8NormCompare(const uint8_t* a, uint64_t aBytes, const uint8_t* b,
+                          uint64_t bBytes) noexcept {
+    return nqzsu8NormCompareText(a, aBytes, b, bBytes, NQ_ENCODING_UTF8);
+}
+
+int32_t nqzsu8NormEqualText(const uint8_t* a, uint64_t aBytes, const uint8_t* b, uint64_t bBytes,
+                            uint32_t) noexcept {
+    return nq::are_equal_folded({a, aBytes}, {b, bBytes});
+}
+
+int32_t nqzsu8NormEqual(const uint8_t* a, uint64_t aBytes, const uint8_t* b,
+                        uint64_t bBytes) noexcept {
+    return nqzsu8NormEqualText(a, aBytes, b, bBytes, NQ_ENCODING_UTF8);
+}
+
+int32_t nqzsu8NormASCIIEqual(const uint8_t* a, uint64_t aBytes, const uint8_t* b,
+                             uint64_t bBytes) noexcept {
+    if (aBytes != bBytes) return 0;
+    const uint64_t alike = aBytes < nq::kInlineBytes ? nq::loops::alike_bytes(a, b, aBytes)
+                                                     : nq::text_kernels().alike_bytes(a, b, aBytes);
+    return alike == aBytes;
+}
+
+int32_t nqzseqn(const NQChar* a, uint64_t aUnits, const NQChar* b, uint64_t bUnits) noexcept {
+    int32_t order = 0;
+    return aUnits == bUnits && nq::find_other_letter(a, b, aUnits, order) == aUnits;
+}
+
+int32_t nqzsncmp(const NQChar* a, int64_t aUnits, const NQChar* b, int64_t bUnits) noexcept {
+    const auto count_a = static_cast<uint64_t>(std::max<int64_t>(aUnits, 0));
+    const auto count_b = static_cast<uint64_t>(std::max<int64_t>(bUnits, 0));
+    const uint64_t common = std::min(count_a, count_b);
+    int32_t order = 0;
+    const uint64_t alike = nq::find_other_letter(a, b, common, order);
+    if (alike < common) {
+        const auto lower = [alike](const NQChar* units) {
+            return static_cast<int32_t>(nq::table_lower(units[alike]));
+        };
+        return 2 * nq::order_of(lower(a), lower(b));
+    }
+    return nq::with_rest(order, count_a, count_b, [=] {
+        const NQChar* longer = count_a > count_b ? a : b;
+        return mwMemTNot(' ', longer + common, std::max(count_a, count_b) - common);
+    });
+}

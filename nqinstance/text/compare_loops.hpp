@@ -1,0 +1,73 @@
+#pragma once
+#include <cstring>
+
+#include "nqinstance/text/case_loops.hpp"
+
+// The loops of the comparisons that define the answers, for all bodies.
+namespace nq::loops {
+
+// The bytes of the character that both texts begin with: one ASCII character, its case apart, or
+// one other character, as long as its lead announces; 0 where they do not, or not within `length`.
+inline std::size_t alike_character(const std::uint8_t* a, const std::uint8_t* b, std::size_t length,
+                                   std::int32_t& order) noexcept {
+    const std::uint8_t x = a[0];
+    const std::uint8_t y = b[0];
+    if (x == y) {
+        if (x < 0xC0) return 1;
+        const std::size_t size = kUtf8Length[x];
+        if (size > length) return 0;
+        std::size_t same = 1;
+        while (same < size && a[same] == b[same]) ++same;
+        return same == size ? size : 0;
+    }
+    // Letters alone differ in this bit and are equal when both are lowered.
+    if ((x ^ y) != 0x20 || lower(x) != lower(y)) return 0;
+    if (order == 0) order = x > y ? 1 : -1;
+    return 1;
+}
+
+inline std::size_t alike_utf8(const std::uint8_t* a, const std::uint8_t* b, std::size_t length,
+                              std::int32_t& order) noexcept {
+    std::size_t i = 0;
+    while (i < length) {
+        if (i + 8 <= length) {
+            std::uint64_t x;
+            std::uint64_t y;
+            std::memcpy(&x, a + i, sizeof x);
+            std::memcpy(&y, b + i, sizeof y);
+            if (((x | y) & 0x8080808080808080) == 0 &&
+                flip_letters(x, 'A') == flip_letters(y, 'A')) {
+                if (x != y && order == 0) {
+                    const auto first = i + static_cast<unsigned>(__builtin_ctzll(x ^ y)) / 8;
+                    order = a[first] > b[first] ? 1 : -1;
+                }
+                i += 8;
+                continue;
+            }
+        }
+        const std::size_t size = alike_character(a + i, b + i, length - i, order);
+        if (size == 0) break;
+        i += size;
+    }
+    return i;
+}
+
+inline std::size_t alike_bytes(const std::uint8_t* a, const std::uint8_t* b,
+                               std::size_t length) noexcept {
+    std::size_t i = 0;
+    while (i < length && lower(a[i]) == lower(b[i])) ++i;
+    return i;
+}
+
+inline std::size_t alike_units(const NQChar* a, const NQChar* b, std::size_t count,
+                               std::int32_t& order) noexcept {
+    std::size_t i = 0;
+    for (; i < count; ++i) {
+        if (a[i] == b[i]) continue;
+        if ((a[i] ^ b[i]) != 0x20 || (a[i] | 0x20) - 'a' >= 26) break;
+        if (order == 0) order = a[i] > b[i] ? 1 : -1;
+    }
+    return i;
+}
+
+}  // namespace nq::loops

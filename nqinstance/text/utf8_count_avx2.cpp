@@ -1,0 +1,268 @@
+#if defined(__x86_64__)
+#include "nqinstance/text/avx2.hpp"
+
+namespace nq::avx2 {
+namespace {
+
+struct Block {
+    Bytes low, high;
+};
+
+NQ_AVX2_INLINE Block load_block(const std::uint8_t* text) noexcept {
+    return {load(text), load(text + 32)};
+}
+
+// A block of fewer bytes, filled up with zeros.
+NQ_AVX2_INLINE Block load_part(const std::uint8_t* text, std::size_t length) noexcept {
+    alignas(32) std::uint8_t block[64] = {};
+    std::memcpy(block, text, length);
+    return load_block(block);
+}
+
+NQ_AVX2_INLINE Bytes tails(Bytes text) noexcept { return _mm256_cmpgt_epi8(all_bytes(0xC0), text); }
+
+// The top bit of each byte tells whether it is `lead` or above: only then does the average's sum
+// reach 0x100. That takes the text from memory, as a subtraction does not.
+NQ_AVX2_INLINE Bytes from_lead(Bytes text, std::uint32_t lead) noexcept {
+    return _mm256_avg_epu8(text, all_bytes(0xFF - lead));
+}
+
+// The bytes that stand kDistance before those of `text`, which follows `before`.
+template <int kDistance>
+NQ_AVX2_INLINE Bytes bytes_before(Bytes before, Bytes text) noexcept {
+    return _mm256_alignr_epi8(text, _mm256_permute2x128_si256(before, text, 0x21), 16 - kDistance);
+}
+
+// What stands before a block, for as far back as a character can begin: of up to four bytes, or
+// of five and six as well, which only malformed text has.
+template <bool kHasLong>
+struct Preceding {
+    Bytes one, two, three;
+    Bytes four, five;  // set only when there are long ones
+
+    NQ_AVX2_INLINE Preceding(Bytes before, Bytes text) noexcept
+        : one(bytes_before<1>(before, text)),
+          two(bytes_before<2>(before, text)),
+          three(bytes_before<3>(before, text)) {
+        if constexpr (kHasLong) {
+            four = bytes_before<4>(before, text);
+            five = bytes_before<5>(before, text);
+        }
+    }
+
+    // In the top bit: the byte belongs to a character that starts before it.
+    NQ_AVX2_INLINE Bytes taken(Bytes text) const noexcept {
+        Bytes taken = from_lead(three, 0xF0);
+        if constexpr (kHasLong) {
+            const Bytes longest = _mm256_and_si256(tails(four), from_lead(five, 0xFC));
+            const Bytes longer = _mm256_or_si256(from_lead(four, 0xF8), longest);
+            taken = _mm256_or_si256(taken, _mm256_and_si256(tails(three), longer));
+        }
+        taken = _mm256_or_si256(from_lead(two, 0xE0), _mm256_and_si256(tails(two), taken));
+        taken = _mm256_or_si256(from_lead(one, 0xC0), _mm256_and_si256(tails(one), taken));
+        return _mm256_and_si256(tails(text), taken);
+    }
+
+    // In the top bit: the byte is leapt over, where that takes continuation bytes only.
+    NQ_AVX2_INLINE Bytes leapt() const noexcept {
+        Bytes leapt = _mm256_or_si256(from_lead(one, 0xC0), from_lead(two, 0xE0));
+        leapt = _mm256_or_si256(leapt, from_lead(three, 0xF0));
+        if constexpr (kHasLong) {
+            leapt = _mm256_or_si256(leapt, from_lead(four, 0xF8));
+            leapt = _mm256_or_si256(leapt, from_lead(five, 0xFC));
+        }
+        return leapt;
+    }
+};
+
+NQ_AVX2_INLINE bool has_long_leads(Bytes before, const Block& block) noexcept {
+    const Bytes most = _mm256_max_epu8(before, _mm256_max_epu8(block.low, block.high));
+    return top_bits(from_lead(most, 0xF8)) != 0;
+}
+
+// One bit for each byte of the block that belongs to a character that starts before it.
+NQ_AVX2_INLINE std::uint64_t taken_bits(Bytes before, const Block& block) noexcept {
+    if (__builtin_expect(has_long_leads(before, block), 0)) {
+        return top_bits(Preceding<true>(before, block.low).taken(block.low),
+                        Preceding<true>(block.low, block.high).taken(block.high));
+    }
+    return top_bits(Preceding<false>(before, block.low).taken(block.low),
+                    Preceding<false>(block.low, block.high).taken(block.high));
+}
+
+NQ_AVX2_INLINE std::uint64_t leapt_bits(Bytes before, const Block& block) noexcept {
+    if (__builtin_expect(has_long_leads(before, block), 0)) {
+        return top_bits(Preceding<true>(before, block.low).leapt(),
+                        Preceding<true>(block.low, block.high).leapt());
+    }
+    return top_bits(Preceding<false>(before, block.low).leapt(),
+                    Preceding<false>(block.low, block.high).leapt());
+}
+
+NQ_AVX2_INLINE std::uint64_t bits_set(std::uint64_t bits) noexcept {
+    return static_cast<std::uint64_t>(_mm_popcnt_u64(bits));
+}
+
+// How many bytes from `end` on its last character before that announces; the text begins `known`
+// bytes before.
+NQ_AVX2_INLINE std::uint64_t announced_behind(const std::uint8_t* end, std::size_t known) noexcept {
+    for (std::size_t back = 1; back <= std::min<std::size_t>(known, 5); ++back) {
+        const std::uint8_t byte = *(end - back);
+        if (continues_utf8(byte)) continue;
+        return kUtf8Length[byte] > back ? kUtf8Length[byte] - back : 0;
+    }
+    return 0;
+}
+
+// 128 bytes with at least 32 before them. `is_whole`: the continuation bytes are just those that
+// leads of up to four bytes announce; a longer lead may stand there with as few of its own. Where
+// the bytes before are whole as well, each of them belongs to a character that starts before it.
+constexpr std::uint64_t kStretch = 128;
+
+struct Stretch {
+    Bytes tails;  // how many, in each place of a register
+    Bytes most;   // the greatest byte, likewise
+    bool is_whole;
+};
+
+NQ_AVX2_INLINE Stretch examine(const std::uint8_t* text) noexcept {
+    Stretch stretch{_mm256_setzero_si256(), _mm256_setzero_si256(), true};
+    Bytes broken = _mm256_setzero_si256();
+    // Unrolled further, it would need more registers than there are.
+#pragma GCC unroll 2
+    for (std::uint64_t i = 0; i < kStretch; i += 32) {
+        const Bytes block = load(text + i);
+        const Bytes is_tail = tails(block);
+        const Bytes leapt = _mm256_or_si256(_mm256_or_si256(from_lead(load(text + i - 1), 0xC0),
+                                                            from_lead(load(text + i - 2), 0xE0)),
+                                            from_lead(load(text + i - 3), 0xF0));
+        broken = _mm256_or_si256(broken, _mm256_xor_si256(is_tail, leapt));
+        stretch.tails = _mm256_sub_epi8(stretch.tails, is_tail);
+        stretch.most = _mm256_max_epu8(stretch.most, block);
+    }
+    stretch.is_whole = top_bits(broken) == 0;
+    return stretch;
+}
+
+NQ_AVX2_INLINE bool is_ascii_stretch(const std::uint8_t* text) noexcept {
+    Bytes all = load(text);
+    for (std::uint64_t i = 32; i < kStretch; i += 32) all = _mm256_or_si256(all, load(text + i));
+    return top_bits(all) == 0;
+}
+
+NQ_AVX2_INLINE std::uint64_t sum_of_bytes(Bytes bytes) noexcept {
+    const Bytes sums = _mm256_sad_epu8(bytes, _mm256_setzero_si256());
+    const __m128i two =
+        _mm_add_epi64(_mm256_castsi256_si128(sums), _mm256_extracti128_si256(sums, 1));
+    return static_cast<std::uint64_t>(_mm_cvtsi128_si64(two) + _mm_extract_epi64(two, 1));
+}
+
+// Whether steps and characters are the same in a stretch, and how many bytes do not start one.
+NQ_AVX2_INLINE bool is_complete_stretch(const std::uint8_t* text, Bytes before,
+                                        std::uint64_t& others) noexcept {
+    if (is_ascii_stretch(text) && !top_bits(before)) return true;
+    const Stretch stretch = examine(text);
+    if (!stretch.is_whole) return false;
+    if (top_bits(from_lead(_mm256_max_epu8(stretch.most, before), 0xF8))) return false;
+    others = sum_of_bytes(stretch.tails);
+    return true;
+}
+
+// How many bytes of 64, with at least 32 before them, belong to characters that start before them.
+NQ_AVX2_INLINE std::uint64_t taken_in_block(const std::uint8_t* text) noexcept {
+    return bits_set(taken_bits(load(text - 32), load_block(text)));
+}
+
+// How many bytes of a stretch belong to characters that start before them. `is_whole` tells whether
+// the bytes before are known to be whole, and then whether these are.
+NQ_AVX2_INLINE std::uint64_t taken_in_stretch(const std::uint8_t* text, bool& is_whole) noexcept {
+    const bool was_whole = is_whole;
+    is_whole = true;
+    if (is_ascii_stretch(text)) return 0;
+    const Stretch stretch = examine(text);
+    is_whole = stretch.is_whole;
+    if (__builtin_expect(is_whole && was_whole, 1)) return sum_of_bytes(stretch.tails);
+    std::uint64_t taken = 0;
+    for (std::uint64_t i = 0; i < kStretch; i += 64) taken += taken_in_block(text + i);
+    return taken;
+}
+
+}  // namespace
+
+NQ_AVX2 std::uint64_t count_characters(const std::uint8_t* text, std::size_t length) noexcept {
+    const Bytes nothing = _mm256_setzero_si256();
+    if (length < 64) return length - bits_set(taken_bits(nothing, load_part(text, length)));
+    std::uint64_t taken = bits_set(taken_bits(nothing, load_block(text)));
+    std::size_t i = 64;
+    bool is_whole = false;
+    for (; length - i >= kStretch; i += kStretch) taken += taken_in_stretch(text + i, is_whole);
+    for (; length - i >= 64; i += 64) taken += taken_in_block(text + i);
+    if (i < length) {
+        // The last block overlaps what is counted. Without one before it, it has few bytes that
+        // are not, so that it holds all that stands before those.
+        const std::uint8_t* last = text + length - 64;
+        const Bytes before = length >= 96 ? load(last - 32) : nothing;
+        taken += bits_set(taken_bits(before, load_block(last)) >> (64 - (length - i)));
+    }
+    return length - taken;
+}
+
+NQ_AVX2 std::uint64_t size_of_characters(const std::uint8_t* text, std::uint64_t count) noexcept {
+    std::uint64_t size = 0;
+    // A character has a byte at least, so as many can be read as characters are wanted.
+    if (count >= 64) {
+        count -= 64 - bits_set(taken_bits(_mm256_setzero_si256(), load_block(text)));
+        size = 64;
+        for (bool is_whole = false; count >= kStretch; size += kStretch) {
+            count -= kStretch - taken_in_stretch(text + size, is_whole);
+        }
+        for (; count >= 64; size += 64) count -= 64 - taken_in_block(text + size);
+    }
+    for (std::uint64_t left = announced_behind(text + size, size); left; --left, ++size) {
+        if (!continues_utf8(text[size])) break;
+    }
+    return size + loops::size_of_characters(text + size, count);
+}
+
+NQ_AVX2 Steps count_steps(const std::uint8_t* text, std::size_t length) noexcept {
+    Steps steps{0, 0};
+    std::uint64_t plain = kPlainStretch;
+    while (steps.end < length) {
+        // Bytes among which all characters are complete: there a step is a character.
+        const std::uint64_t start = steps.end;
+        Bytes before = _mm256_setzero_si256();
+        while (steps.end < length) {
+            const std::uint8_t* at = text + steps.end;
+            const std::uint64_t left = length - steps.end;
+            if (steps.end > start) {
+                before = load(at - 32);
+                std::uint64_t others = 0;
+                if (left >= kStretch && is_complete_stretch(at, before, others)) {
+                    steps.count += kStretch - others;
+                    steps.end += kStretch;
+                    continue;
+                }
+            }
+            const bool is_part = left < 64;
+            const Block block = is_part ? load_part(at, left) : load_block(at);
+            const std::uint64_t there =
+                is_part ? (std::uint64_t{1} << left) - 1 : ~std::uint64_t{0};
+            const std::uint64_t leapt = leapt_bits(before, block) & there;
+            if (leapt & ~top_bits(tails(block.low), tails(block.high))) break;
+            steps.count += bits_set(leapt ^ there);
+            steps.end += is_part ? left : 64;
+        }
+        // The more often that ends at once, the longer it is not tried again.
+        plain = steps.end > start ? kPlainStretch : std::min(2 * plain, 64 * kPlainStretch);
+        steps.end += announced_behind(text + steps.end, steps.end - start);
+        if (steps.end >= length) break;
+        const Steps more =
+            loops::count_steps(text + steps.end, std::min(length - steps.end, plain));
+        steps.count += more.count;
+        steps.end += more.end;
+    }
+    return steps;
+}
+
+}  // namespace nq::avx2
+#endif

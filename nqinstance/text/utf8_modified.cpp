@@ -1,0 +1,203 @@
+#include "nqinstance/text/utf8_modified.h"
+
+#include "nqinstance/text/utf8_count.hpp"
+#include "nqinstance/text/utf8_strings.h"
+#include "nqinstance/text/utf_codec.hpp"
+
+namespace nq {
+namespace {
+
+constexpr uint64_t kSurrogateBytes = 3;
+
+struct Text {
+    const uint8_t* bytes;
+    uint64_t length;
+};
+
+// What stands in the target for some bytes of the source.
+struct Piece {
+    uint64_t taken;
+    uint8_t bytes[2 * kSurrogateBytes];
+    uint8_t size;
+    bool is_replacement;
+};
+
+constexpr Piece replacement(uint64_t taken) noexcept {
+    return {.taken = taken, .bytes = {0xEF, 0xBF, 0xBD}, .size = 3, .is_replacement = true};
+}
+
+bool is_complete(const uint8_t* text, uint64_t size) noexcept {
+    return begins_utf8(text[0]) && size == kUtf8Length[text[0]];
+}
+
+bool has_zero(uint64_t eight) noexcept {
+    return ((eight - 0x0101010101010101) & ~eight & 0x8080808080808080) != 0;
+}
+
+bool is_ascii(uint64_t eight) noexcept { return (eight & 0x8080808080808080) == 0; }
+
+// A conversion says which bytes are copied as they stand, and what becomes of the next ones.
+struct Decoding {
+    bool has_zeros;  // as C0 80
+
+    static bool are_copied(uint64_t eight) noexcept { return is_ascii(eight); }
+
+    // The size of a character that is copied; 0 for another one.
+    static uint64_t copied_size(Text text) noexcept {
+        const uint8_t lead = text.bytes[0];
+        if (lead < 0x80) return 1;
+        const uint64_t size = character_size(text.bytes, text.length);
+        const bool is_well_formed =
+            is_complete(text.bytes, size) && fits_second_utf8(lead, text.bytes[1]);
+        return is_well_formed ? size : 0;
+    }
+
+    // The ten bits that the sequence of a surrogate from `first` up to `last` holds, by its second
+    // byte; else -1.
+    static int32_t surrogate_bits(Text text, uint8_t first, uint8_t last) noexcept {
+        if (text.length < kSurrogateBytes || text.bytes[0] != 0xED) return -1;
+        if (text.bytes[1] < first || text.bytes[1] > last) return -1;
+        if (!continues_utf8(text.bytes[2])) return -1;
+        return (text.bytes[1] & 0x0F) << 6 | (text.bytes[2] & 0x3F);
+    }
+
+    Piece next(Text text) const noexcept {
+        const uint64_t size = character_size(text.bytes, text.length);
+        if (has_zeros && size == 2 && text.bytes[0] == 0xC0 && text.bytes[1] == 0x80) {
+            return {.taken = 2, .bytes = {0}, .size = 1, .is_replacement = false};
+        }
+        const int32_t high = surrogate_bits(text, 0xA0, 0xAF);
+        if (high < 0) return replacement(size);
+        const int32_t low = surrogate_bits(
+            {text.bytes + kSurrogateBytes, text.length - kSurrogateBytes}, 0xB0, 0xBF);
+        if (low < 0) return replacement(kSurrogateBytes);
+        Piece pair{.taken = 2 * kSurrogateBytes, .bytes = {}, .size = 4, .is_replacement = false};
+        encode_utf8(static_cast<NQChar>(0x10000 + (high << 10 | low)), pair.bytes, pair.size);
+        return pair;
+    }
+};
+
+struct Encoding {
+    bool has_zeros;  // as C0 80
+    bool has_pairs;  // supplementary characters as surrogates
+
+    bool are_copied(uint64_t eight) const noexcept {
+        return is_ascii(eight) && !(has_zeros && has_zero(eight));
+    }
+
+    uint64_t copied_size(Text text) const noexcept {
+        const uint8_t lead = text.bytes[0];
+        if (lead < 0x80) return lead > 0 || !has_zeros;
+        const uint64_t size = character_size(text.bytes, text.length);
+        const bool is_copied =
+            is_complete(text.bytes, size) && size <= 3 && !(lead == 0xED && text.bytes[1] >= 0xA0);
+        return is_copied ? size : 0;
+    }
+
+    Piece next(Text text) const noexcept {
+        if (text.bytes[0] == 0) {
+            return {.taken = 1, .bytes = {0xC0, 0x80}, .size = 2, .is_replacement = false};
+        }
+        const uint64_t size = character_size(text.bytes, text.length);
+        if (!has_pairs || size != 4 || !is_complete(text.bytes, size)) return replacement(size);
+        const NQChar offset = decode_utf8(text.bytes, size).code_point - 0x10000;
+        Piece pair{.taken = 4, .bytes = {}, .size = sizeof pair.bytes, .is_replacement = false};
+        encode_utf8(0xD800 | (offset >> 10 & 0x3FF), pair.bytes, kSurrogateBytes);
+        encode_utf8(0xDC00 | (offset & 0x3FF), pair.bytes + kSurrogateBytes, kSurrogateBytes);
+        return pair;
+    }
+};
+
+// How many bytes at the start of the text are copied as they stand.
+template <class Conversion>
+uint64_t copied_bytes(Text text, const Conversion& conversion) noexcept {
+    uint64_t at = 0;
+    bool try_eight = true;  // not while one character after the other is outside ASCII
+    while (at < text.length) {
+        const uint64_t left = text.length - at;
+        if (try_eight && left >= 8) {
+            uint64_t eight;
+            std::memcpy(&eight, text.bytes + at, sizeof eight);
+            if (conversion.are_copied(eight)) {
+                at += 8;
+                continue;
+            }
+        }
+        const uint64_t size = conversion.copied_size({text.bytes + at, left});
+        if (size == 0) break;
+        at += size;
+        try_eight = size == 1;
+    }
+    return at;
+}
+
+// The bytes of whole characters, all complete, that fit.
+uint64_t fitting_bytes(const uint8_t* text, uint64_t length, uint64_t room) noexcept {
+    if (length <= room) return length;
+    while (room > 0 && continues_utf8(text[room])) --room;
+    return room;
+}
+
+// Where that many bytes more than there is room for are looked at, a character that is cut off by
+// the last of them ends past the room.
+constexpr uint64_t kPastRoom = 8;
+
+template <class Conversion>
+NQStatus convert(Text source, uint8_t* target, uint64_t capacity, uint64_t* written,
+                 const Conversion& conversion) noexcept {
+    NQStatus status = NQ_STATUS_OK;
+    uint64_t total = 0;
+    const auto put = [&](const uint8_t* bytes, uint64_t size) {
+        if (size) std::memcpy(target + total, bytes, size);
+        total += size;
+    };
+    while (source.length > 0) {
+        // Looked at no further than is needed to tell that the target is full.
+        const uint64_t room = capacity - total;
+        const bool is_far = source.length > room && source.length - room > kPastRoom;
+        const uint64_t near = is_far ? room + kPastRoom : source.length;
+        const uint64_t copied = copied_bytes({source.bytes, near}, conversion);
+        const uint64_t fitting = fitting_bytes(source.bytes, copied, room);
+        put(source.bytes, fitting);
+        source = {source.bytes + fitting, source.length - fitting};
+        if (fitting < copied) {
+            status = NQ_STATUS_BUFFER_TOO_SMALL;
+            break;
+        }
+        if (source.length == 0) break;
+        const Piece piece = conversion.next(source);
+        if (piece.size > capacity - total) {
+            status = NQ_STATUS_BUFFER_TOO_SMALL;
+            break;
+        }
+        put(piece.bytes, piece.size);
+        source = {source.bytes + piece.taken, source.length - piece.taken};
+        if (piece.is_replacement) status = NQ_STATUS_MALFORMED;
+    }
+    if (written) *written = total;
+    return status;
+}
+
+}  // namespace
+}  // namespace nq
+
+NQStatus nqzsu8Decode(const uint8_t* source, uint64_t sourceBytes, uint8_t* target,
+                      uint64_t capacity, uint64_t* written, uint32_t flags) noexcept {
+    const bool has_zeros = flags & NQ_MODIFIED_ZERO;
+    if (!has_zeros && (flags & NQ_MODIFIED_BASIC)) {
+        const uint64_t copied =
+            nqzsu8Copy(source, sourceBytes, target, std::min(sourceBytes, capacity));
+        if (written) *written = copied;
+        return copied < sourceBytes ? NQ_STATUS_BUFFER_TOO_SMALL : NQ_STATUS_OK;
+    }
+    return nq::convert({source, sourceBytes}, target, capacity, written,
+                       nq::Decoding{.has_zeros = has_zeros});
+}
+
+NQStatus nqzsu8Encode(const uint8_t* source, uint64_t sourceBytes, uint8_t* target,
+                      uint64_t capacity, uint64_t* written, uint32_t flags) noexcept {
+    const bool has_zeros = flags & NQ_MODIFIED_ZERO;
+    const bool has_pairs = has_zeros || !(flags & NQ_MODIFIED_BASIC);
+    return nq::convert({source, sourceBytes}, target, capacity, written,
+                       nq::Encoding{.has_zeros = has_zeros, .has_pairs = has_pairs});
+}

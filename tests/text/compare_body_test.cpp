@@ -1,0 +1,264 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "tests/support/random.hpp"
+#include "tests/support/guard_pages.hpp"
+#include "tests/text/compare_fixture.hpp"
+#include "tests/text/compare_model.hpp"
+
+namespace nq::test {
+namespace {
+
+// The comparisons at every length, with both texts flush on protected pages.
+class CompareEdgeBody : public CompareBody {
+  protected:
+    struct Filling {
+        const char* name;
+        std::string text;   // repeated
+        std::string other;  // the same in another case
+    };
+    static const std::vector<Filling>& fillings() {
+        static const std::vector<Filling> all{
+            {"ascii", "the Quick x", "THE qUICK X"},
+            {"two bytes", "\u0436\u044F\u043B", "\u0416\u042F\u041B"},
+            {"three bytes", "\u4E2D\u2C30", "\u4E2D\u2C00"},
+            {"four bytes", "\U0001F600\U00010428", "\U0001F600\U00010400"},
+            {"mixed", "caf\u00E9 \u4E2D\u0436 \U00010428z", "CAF\u00C9 \u4E2D\u0416 \U00010400Z"},
+            {"malformed", "ab\xC3\x80\x80\xFF\xE4x", "AB\xC3\x80\x80\xFF\xE4X"},
+        };
+        return all;
+    }
+    static std::string repeated(const std::string& text, std::size_t length) {
+        std::string result;
+        while (result.size() < length) result += text;
+        result.resize(length);
+        return result;
+    }
+
+    static std::string_view placed(std::span<std::uint8_t> at, std::string_view text) {
+        std::ranges::copy(text, at.begin());
+        return {reinterpret_cast<const char*>(at.data()), text.size()};
+    }
+
+    // Both texts at the ends of their pages, then at the starts, then away from them.
+    void check(std::string_view a, std::string_view b) {
+        const auto lower = [this](NQChar code_point) { return host_lower(code_point); };
+        const int compared = model::norm_compare(a, b, lower);
+        const int equal = model::norm_equal(a, b, lower);
+        const int ascii = model::ascii_equal(a, b);
+        const auto check_placed = [&](std::string_view x, std::string_view y) {
+            ASSERT_EQ(norm_compare(x, y), compared) << x.size() << " and " << y.size() << " bytes";
+            ASSERT_EQ(norm_equal(x, y), equal) << x.size() << " and " << y.size() << " bytes";
+            ASSERT_EQ(ascii_equal(x, y), ascii) << x.size() << " and " << y.size() << " bytes";
+        };
+        check_placed(placed(a_.last(a.size()), a), placed(b_.last(b.size()), b));
+        check_placed(placed(a_.first(a.size()), a), placed(b_.first(b.size()), b));
+        offset_ = (offset_ + 1) % 64;
+        check_placed(placed(a_.all().subspan(offset_), a),
+                     placed(b_.all().subspan(offset_ * 7 % 64), b));
+    }
+
+    // Every place of a short text, some of a long one.
+    static std::vector<std::size_t> places(std::size_t length) {
+        std::vector<std::size_t> all;
+        for (std::size_t i = 0; i < length; i += length <= 100 ? 1 : 13) all.push_back(i);
+        if (length) all.push_back(length - 1);
+        return all;
+    }
+
+    GuardPages a_{(1 << 16) + 64};
+    GuardPages b_{(1 << 16) + 64};
+    std::size_t offset_ = 0;
+};
+
+TEST_P(CompareEdgeBody, TheSameTextOfEveryLength) {
+    for (const Filling& filling : fillings()) {
+        SCOPED_TRACE(filling.name);
+        for (std::size_t length = 0; length <= 300; ++length) {
+            const std::string text = repeated(filling.text, length);
+            ASSERT_NO_FATAL_FAILURE(check(text, text));
+            ASSERT_EQ(norm_compare(text, text), 0) << length;
+            ASSERT_EQ(norm_equal(text, text), 1) << length;
+        }
+    }
+}
+
+TEST_P(CompareEdgeBody, OtherCaseOfEveryLength) {
+    for (const Filling& filling : fillings()) {
+        SCOPED_TRACE(filling.name);
+        for (std::size_t length = 0; length <= 300; ++length) {
+            const std::string text = repeated(filling.text, length);
+            const std::string other = repeated(filling.other, length);
+            ASSERT_NO_FATAL_FAILURE(check(text, other));
+            ASSERT_NO_FATAL_FAILURE(check(other, text));
+        }
+    }
+}
+
+TEST_P(CompareEdgeBody, ADifferenceAtEveryPlace) {
+    for (const Filling& filling : fillings()) {
+        SCOPED_TRACE(filling.name);
+        for (std::size_t length = 1; length <= 300; length += length <= 70 ? 1 : 23) {
+            std::string text = repeated(filling.text, length);
+            const std::string original = text;
+            for (const std::size_t place : places(length)) {
+                for (const int flip : {0x20, 0x01, 0x80}) {
+                    text[place] = static_cast<char>(text[place] ^ flip);
+                    ASSERT_NO_FATAL_FAILURE(check(text, original)) << place << " " << flip;
+                    text[place] = original[place];
+                }
+            }
+        }
+    }
+}
+
+// The letters belong to the character that the byte before them announces.
+TEST_P(CompareEdgeBody, ABrokenSequenceAtEveryPlace) {
+    for (const char lead : {'\xC3', '\xE4', '\xF0', '\xF8', '\xFC', '\xFF', '\x80'}) {
+        for (std::size_t place = 0; place <= 100; ++place) {
+            const std::string text =
+                std::string(place, 'x') + lead + "ABCDEFG" + std::string(100, 'x');
+            ASSERT_NO_FATAL_FAILURE(check(text, text + " ")) << place;
+            for (std::size_t letter = place + 1; letter < place + 7; ++letter) {
+                std::string other = text;
+                other[letter] = static_cast<char>(text[letter] | 0x20);
+                ASSERT_NO_FATAL_FAILURE(check(text, other)) << place << " " << letter;
+            }
+        }
+    }
+}
+
+TEST_P(CompareEdgeBody, TextsOfUnequalLengths) {
+    for (const Filling& filling : fillings()) {
+        SCOPED_TRACE(filling.name);
+        for (std::size_t length = 0; length <= 150; length += 3) {
+            const std::string text = repeated(filling.text, length);
+            for (std::size_t shorter = 0; shorter < length; ++shorter) {
+                const std::string start = repeated(filling.other, shorter);
+                ASSERT_NO_FATAL_FAILURE(check(text, start));
+                ASSERT_NO_FATAL_FAILURE(check(start, text));
+            }
+            for (const std::size_t blanks : {1u, 2u, 31u, 32u, 33u, 100u}) {
+                ASSERT_NO_FATAL_FAILURE(check(text + std::string(blanks, ' '), text));
+                ASSERT_NO_FATAL_FAILURE(check(text, text + std::string(blanks, ' ') + "x"));
+            }
+        }
+    }
+}
+
+TEST_P(CompareEdgeBody, LongTexts) {
+    for (const Filling& filling : fillings()) {
+        SCOPED_TRACE(filling.name);
+        for (const std::size_t length : {511u, 1023u, 4095u, 65535u}) {
+            std::string text = repeated(filling.text, length);
+            const std::string other = repeated(filling.other, length);
+            ASSERT_NO_FATAL_FAILURE(check(text, text));
+            ASSERT_NO_FATAL_FAILURE(check(text, other));
+            text[length - 1] = '\x01';
+            ASSERT_NO_FATAL_FAILURE(check(text, other));
+        }
+    }
+}
+
+TEST_P(CompareEdgeBody, UnitsOfEveryCount) {
+    using model::Units;
+    const Units kLetters[] = {units(U"the Quick x"), units(U"\u0436\u044F\u00E9"),
+                              units(U"a\u4E2D\U0001F600 ")};
+    const auto place_in = [](const GuardPages& pages, const Units& text) {
+        const auto at = pages.last(text.size() * sizeof(NQChar));
+        if (!text.empty()) std::memcpy(at.data(), text.data(), at.size());
+        return reinterpret_cast<const NQChar*>(at.data());
+    };
+    const auto lower = [](NQChar unit) -> NQChar {
+        if (unit >= 0x410 && unit < 0x430) return unit + 0x20;
+        return unit == 0xC9 ? 0xE9 : model::lower_ascii(unit);
+    };
+    const auto check_units = [&](const Units& a, const Units& b) {
+        const auto count_a = static_cast<std::int64_t>(a.size());
+        const auto count_b = static_cast<std::int64_t>(b.size());
+        const NQChar* at_a = place_in(a_, a);
+        const NQChar* at_b = place_in(b_, b);
+        ASSERT_EQ(NQ_UNDER_TEST(nqzsncmp)(at_a, count_a, at_b, count_b),
+                  model::units_compare(a, b, lower))
+            << count_a << " and " << count_b << " units";
+        ASSERT_EQ(NQ_UNDER_TEST(nqzseqn)(at_a, a.size(), at_b, b.size()),
+                  model::units_equal(a, b, lower));
+    };
+    for (const Units& letters : kLetters) {
+        Units text;
+        for (std::size_t count = 0; count <= 300; ++count) {
+            ASSERT_NO_FATAL_FAILURE(check_units(text, text));
+            ASSERT_NO_FATAL_FAILURE(check_units(text, text + Units(count % 40, ' ')));
+            for (const std::size_t place : places(count)) {
+                Units changed = text;
+                for (const NQChar flip : {0x20u, 0x80000000u, 0x2u}) {
+                    changed[place] = text[place] ^ flip;
+                    ASSERT_NO_FATAL_FAILURE(check_units(text, changed)) << place;
+                    ASSERT_NO_FATAL_FAILURE(check_units(changed, text)) << place;
+                }
+            }
+            text += letters[count % letters.size()];
+        }
+    }
+}
+
+NQ_FOR_EACH_BODY(CompareEdgeBody);
+
+// What the bodies answer for themselves, not through the exports.
+class AlikeBody : public testing::TestWithParam<const TextKernels*> {};
+
+TEST_P(AlikeBody, AgreesWithTheRuleOnRandomBytes) {
+    std::mt19937_64 random = seeded_generator();
+    constexpr std::uint8_t kBytes[] = {'a',  'A',  'b',  '@',  0x80, 0x98, 0xBF, 0xC3, 0xC3,
+                                       0xE4, 0xE4, 0xF0, 0xF0, 0xF7, 0xF8, 0xFC, 0xFF, '`'};
+    const std::uint64_t rounds = setting("ITER", 300000);
+    for (std::uint64_t round = 0; round < rounds; ++round) {
+        std::string a(random() % 130, 'x');
+        const std::uint64_t kinds = 1 + random() % std::size(kBytes);
+        for (char& byte : a) {
+            const std::uint8_t one = kBytes[random() % kinds];
+            byte = static_cast<char>(one);
+        }
+        std::string b = a;
+        for (std::uint64_t left = random() % 4; left && !b.empty(); --left) {
+            char& byte = b[random() % b.size()];
+            byte = static_cast<char>(byte ^ (random() % 2 ? 0x20 : 0x01));
+        }
+        std::size_t alike = 0;
+        int order = 0;
+        while (alike < a.size()) {
+            const std::uint8_t x = model::byte_at(a, alike);
+            const std::uint8_t y = model::byte_at(b, alike);
+            const std::string_view character = model::character_at(a, alike);
+            if (x < 0x80 && y < 0x80 && model::lower_ascii(x) == model::lower_ascii(y)) {
+                if (x != y && order == 0) order = x > y ? 1 : -1;
+                ++alike;
+            } else if (character == model::character_at(b, alike) &&
+                       character.size() == model::announced_length(x)) {
+                alike += character.size();
+            } else {
+                break;
+            }
+        }
+        const auto* bytes_a = reinterpret_cast<const std::uint8_t*>(a.data());
+        const auto* bytes_b = reinterpret_cast<const std::uint8_t*>(b.data());
+        std::int32_t found = 0;
+        ASSERT_EQ(GetParam()->alike_utf8(bytes_a, bytes_b, a.size(), found), alike) << round;
+        ASSERT_EQ(found, order) << round;
+        found = 7;
+        ASSERT_EQ(GetParam()->alike_utf8(bytes_a, bytes_b, a.size(), found), alike) << round;
+        ASSERT_EQ(found, 7) << "an order that stands is kept";
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(All, AlikeBody,
+                         testing::ValuesIn(text_kernel_bodies().begin(),
+                                           text_kernel_bodies().end()),
+                         name_of_way);
+
+}  // namespace
+}  // namespace nq::test
