@@ -2,11 +2,17 @@
 
 namespace nq::tool {
 
-// How a run ended, from good to bad, so that the worst of several is the greatest.
+// How a run ended. The first three go from good to bad, so that the worst of several is the
+// greatest; the others answer a question whose run was good.
 enum class ExitStatus : int {
     kGood = 0,
-    kInvalid = 1,  // a file was read and is not what it should be
+    kInvalid = 1,  // an input was read and is not what it should be
     kTrouble = 2,  // wrong usage, or something could not be read, written or loaded
+    kNotFound = 3,
+    kBefore = 10,
+    kBeforeByCase = 11,
+    kAfterByCase = 12,
+    kAfter = 13,
 };
 
 }  // namespace nq::tool

@@ -1,12 +1,10 @@
 #include "tool/json.hpp"
 
 #include <algorithm>
-#include <cstdio>
 #include <memory>
 
 #include "nqinstance/host/held.hpp"
 #include "nqinstance/host/status.h"
-#include "standalone/host.hpp"
 #include "tool/input.hpp"
 #include "tool/library.hpp"
 #include "tool/output.hpp"
@@ -22,27 +20,6 @@ struct DestroyPool {
     void operator()(HostPool* pool) const noexcept { pool->destroy(pool); }
 };
 using OwnedPool = std::unique_ptr<HostPool, DestroyPool>;
-
-bool load_library(Host& host, const Settings& settings) {
-    for (const auto& [name, value] : settings.host_options) host.set_option(name, value);
-    const std::optional<std::string> path = find_library(settings.library);
-    if (!path) {
-        report("nqtool", "libnqinstance.so is not found; name it with --library");
-        return false;
-    }
-    std::string error;
-    if (host.load(*path, error)) return true;
-    report("nqtool", "the library cannot be loaded: " + error);
-    return false;
-}
-
-// Reports that the library refused to go on; its own troubles are not the input's fault.
-ExitStatus report_status(const Host& host, const std::string& where, NQStatus status) {
-    char code[16];
-    std::snprintf(code, sizeof code, "0x%08x", status);
-    report(where, host.message(status) + " (" + code + ")");
-    return ExitStatus::kTrouble;
-}
 
 // Turns one input after the other into JSON text, each in a pool of its own. The pool also takes
 // back what a reading that ended at a syntax error leaves behind.

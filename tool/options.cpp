@@ -6,6 +6,7 @@
 
 #include "tool/json.hpp"
 #include "tool/report.hpp"
+#include "tool/text.hpp"
 
 namespace nq::tool {
 namespace {
@@ -14,34 +15,146 @@ constexpr Option kHelp{"-h", "--help", nullptr, "print this help and exit", &Set
 constexpr Option kVersion{nullptr, "--version", nullptr, "print the version and exit",
                           &Settings::wants_version};
 
+constexpr Option kOutput{"-o", "--output", "FILE", "write to FILE instead of the standard output",
+                         &Settings::output};
+constexpr Option kLibrary{nullptr, "--library", "PATH", "load the extension library from PATH",
+                          &Settings::library};
+constexpr Option kHostOption{nullptr, "--option", "NAME=VALUE",
+                             "set a host option (may be given several times)",
+                             Assignments{&Settings::host_options}};
+
+constexpr Option kStrict{nullptr, "--strict", nullptr, "end at the first malformed sequence",
+                         &Settings::is_strict};
+// For tests. A window must hold a sequence that is not complete and more.
+constexpr Option kBuffer{nullptr, "--buffer", "BYTES", nullptr,
+                         BoundedNumber{&Settings::buffer, 16, 1 << 24}};
+constexpr Option kLongZero{nullptr, "--long-zero", nullptr, "U+0000 is the bytes C0 80",
+                           &Settings::has_long_zero};
+
 // Wider indentation than this serves nobody and asks the library for absurd buffers.
 constexpr int32_t kWidestIndent = 1000;
 
-constexpr Option kProgramOptions[] = {kHelp, kVersion};
+constexpr Option kPlainOptions[] = {kHelp, kVersion};
+constexpr Option kRunOptions[] = {kOutput, kLibrary, kHostOption, kHelp, kVersion};
+constexpr Option kTextOptions[] = {kStrict, kOutput,  kLibrary, kHostOption,
+                                   kHelp,   kVersion, kBuffer};
 
 constexpr Option kJsonOptions[] = {
     {nullptr, "--indent", "N", "indent by N blanks a level, 0 meaning 4 and -1 none",
      BoundedNumber{&Settings::indent, -1, kWidestIndent}},
     {nullptr, "--compact", nullptr, "write each value on one line, without blanks",
      &Settings::is_compact, "--indent"},
-    {"-o", "--output", "FILE", "write to FILE instead of the standard output", &Settings::output},
-    {nullptr, "--library", "PATH", "load the extension library from PATH", &Settings::library},
-    {nullptr, "--option", "NAME=VALUE", "set a host option (may be given several times)",
-     Assignments{&Settings::host_options}},
-    kHelp,
-    kVersion,
 };
 
+constexpr Option kCaseOptions[] = {
+    {nullptr, "--locale", "TAG", "follow the rules of the language, such as tr or de-AT",
+     &Settings::locale},
+};
+
+constexpr Option kCompareOptions[] = {
+    {nullptr, "--files", nullptr, "A and B are files; - is the standard input",
+     &Settings::are_files},
+    {nullptr, "--exact", nullptr, "compare the bytes", &Settings::is_exact},
+};
+
+constexpr Option kNormalizeOptions[] = {
+    {nullptr, "--form", "FORM", "nfc (the default), nfd, nfkc, nfkd or casefold",
+     Choice{&Settings::form, kFormNames}},
+};
+
+constexpr Option kCountOptions[] = {
+    {nullptr, "--lines", nullptr, "count each line by itself", &Settings::is_by_line},
+};
+
+constexpr Option kFindOptions[] = {
+    {nullptr, "--character-boundary", nullptr, "find NEEDLE only where a character begins",
+     &Settings::at_character_start},
+};
+
+constexpr Option kEncodeOptions[] = {
+    kLongZero,
+    {nullptr, "--no-pairs", nullptr, "replace supplementary characters",
+     &Settings::is_without_pairs, "--long-zero"},
+};
+
+constexpr Option kDecodeOptions[] = {
+    kLongZero,
+    {nullptr, "--no-pairs", nullptr, "there are no pairs of surrogates: copy the text",
+     &Settings::is_without_pairs, "--long-zero"},
+};
+
+constexpr Option kConvertOptions[] = {
+    {nullptr, "--from", "ENCODING", "what FILE is in (utf-8 by default)",
+     Choice{&Settings::from, kEncodingNames}},
+    {nullptr, "--to", "ENCODING", "what to write (utf-8 by default)",
+     Choice{&Settings::to, kEncodingNames}},
+};
+
+constexpr Operands kNone{nullptr, 0, 0};
+constexpr Operands kFiles{"[FILE]..."};
+
 constexpr Command kProgram{
-    "", nullptr,         "Works with the files and values of the nqinstance library.",
-    "", kProgramOptions, nullptr};
+    "",     kNone, "Works with the files and values of the nqinstance library.",
+    "",     {},    kPlainOptions,
+    nullptr};
+
+constexpr const char* kTextDetails =
+    "Without a FILE, or when a FILE is -, the standard input is read. Malformed sequences are\n"
+    "replaced by U+FFFD and counted. The exit status is 0 when all went well, 1 when something\n"
+    "was malformed, and 2 when something could not be read, written or loaded; the worst of\n"
+    "several files counts.";
 
 constexpr Command kCommands[] = {
-    {"json", "FILE", "Reads configuration files and writes each as JSON text.",
+    {"json", kFiles, "Reads configuration files and writes each as JSON text.",
      "Without a FILE, or when a FILE is -, the standard input is read. The exit status is 0 when\n"
      "all went well, 1 when a file is not valid, and 2 when something could not be read,\n"
      "written or loaded; the worst of several files counts.",
-     kJsonOptions, run_json},
+     kJsonOptions, kRunOptions, run_json},
+    {"text", kNone, "Works on UTF-8 text of any size.", "", {}, kPlainOptions, nullptr},
+    {"text upper", kFiles, "Writes text in upper case.", kTextDetails, kCaseOptions, kTextOptions,
+     run_text_upper},
+    {"text lower", kFiles, "Writes text in lower case.", kTextDetails, kCaseOptions, kTextOptions,
+     run_text_lower},
+    {"text compare",
+     {"A B", 2, 2},
+     "Compares two texts without regard to case.",
+     "Prints how A sorts and says so by the exit status: \"before\" (10), \"before by case\" "
+     "(11),\n"
+     "\"equal\" (0), \"after by case\" (12) or \"after\" (13). Blanks at the end do not count. "
+     "The\n"
+     "exit status is 1 when a text is malformed, and 2 when something could not be read,\n"
+     "written or loaded.",
+     kCompareOptions,
+     kTextOptions,
+     run_text_compare},
+    {"text normalize", kFiles, "Writes text in a Unicode normalisation form.", kTextDetails,
+     kNormalizeOptions, kTextOptions, run_text_normalize},
+    {"text count", kFiles, "Counts characters and bytes.",
+     "Prints CHARACTERS BYTES FILE, or CHARACTERS BYTES FILE:LINE. Without a FILE, or when a FILE\n"
+     "is -, the standard input is read. The exit status is 0 when all went well, 1 when something\n"
+     "was malformed, and 2 when something could not be read, written or loaded; the worst of\n"
+     "several files counts.",
+     kCountOptions, kTextOptions, run_text_count},
+    {"text find",
+     {"NEEDLE [FILE]...", 1},
+     "Finds all places of a text.",
+     "Prints FILE:LINE:COLUMN:OFFSET of each, where OFFSET counts the bytes before it. Without a\n"
+     "FILE, or when a FILE is -, the standard input is read. The exit status is 0 when NEEDLE was\n"
+     "found, 3 when it was not, 1 when something was malformed, and 2 when something could not be\n"
+     "read, written or loaded.",
+     kFindOptions,
+     kTextOptions,
+     run_text_find},
+    {"text encode", kFiles, "Writes UTF-8 in the modified form, with pairs of surrogates.",
+     kTextDetails, kEncodeOptions, kTextOptions, run_text_encode},
+    {"text decode", kFiles, "Writes the modified form as UTF-8.", kTextDetails, kDecodeOptions,
+     kTextOptions, run_text_decode},
+    {"text convert", kFiles, "Converts between UTF-8, UTF-16 and UTF-32.",
+     "An ENCODING is utf-8, utf-16le, utf-16be, utf-32le or utf-32be. Without a FILE, or when a\n"
+     "FILE is -, the standard input is read. Malformed sequences are replaced by U+FFFD and\n"
+     "counted. The exit status is 0 when all went well, 1 when something was malformed, and 2\n"
+     "when something could not be read, written or loaded; the worst of several files counts.",
+     kConvertOptions, kTextOptions, run_text_convert},
 };
 
 // The value as a number within the target's bounds, or nothing.
@@ -52,6 +165,12 @@ std::optional<int32_t> number_in(const std::string& text, const BoundedNumber& t
     if (error != std::errc() || rest != end) return std::nullopt;
     if (number < target.least || number > target.most) return std::nullopt;
     return number;
+}
+
+std::optional<uint32_t> index_in(const std::string& text, const Choice& target) {
+    const auto found = std::find(target.words.begin(), target.words.end(), text);
+    if (found == target.words.end()) return std::nullopt;
+    return static_cast<uint32_t>(found - target.words.begin());
 }
 
 // The parser takes an argument in brackets for a list. A character before the bracket hides it and
@@ -126,23 +245,44 @@ struct Declare {
             ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
             ->check(check);
     }
+    CLI::Option* operator()(const Choice& target) const {
+        const auto store = [this_settings = &settings, target](const std::string& text) {
+            this_settings->*target.field = *index_in(text, target);
+        };
+        const auto check = [target](const std::string& text) -> std::string {
+            if (index_in(text, target)) return "";
+            std::string message = "'" + plain(text) + "' is none of";
+            for (const char* word : target.words) message += std::string(" ") + word;
+            return message;
+        };
+        return app.add_option_function<std::string>(names_of(option), store)->check(check);
+    }
 };
+
+std::vector<const Option*> all_options(const Command& command) {
+    std::vector<const Option*> all;
+    for (const auto& options : {command.options, command.shared_options}) {
+        for (const Option& option : options) all.push_back(&option);
+    }
+    return all;
+}
 
 void declare(CLI::App& app, const Command& command, Settings& settings) {
     app.set_help_flag();  // the help is written from the declarations
     app.allow_extras();   // and what they do not know is reported below
-    for (const Option& option : command.options) {
-        CLI::Option* declared = std::visit(Declare{app, option, settings}, option.target);
-        if (option.value) declared->type_name(option.value);
+    const std::vector<const Option*> options = all_options(command);
+    for (const Option* option : options) {
+        CLI::Option* declared = std::visit(Declare{app, *option, settings}, option->target);
+        if (option->value) declared->type_name(option->value);
     }
-    for (const Option& option : command.options) {
-        if (option.excludes) app.get_option(option.long_name)->excludes(option.excludes);
+    for (const Option* option : options) {
+        if (option->excludes) app.get_option(option->long_name)->excludes(option->excludes);
     }
-    if (command.operand) {
+    if (command.operands.shown) {
         const auto store = [&settings](const std::vector<std::string>& texts) {
             for (const std::string& text : texts) settings.files.push_back(plain(text));
         };
-        app.add_option_function<std::vector<std::string>>(command.operand, store);
+        app.add_option_function<std::vector<std::string>>("arguments", store);
     }
 }
 
@@ -170,13 +310,31 @@ std::string qualified_name(const Command& command) {
     return *command.name ? std::string("nqtool ") + command.name : "nqtool";
 }
 
-// The command that the first argument names, or the program itself.
-const Command* find_command(const std::vector<std::string>& arguments) noexcept {
-    if (arguments.empty()) return &kProgram;
+// Whether the command belongs to the group or program directly.
+bool is_subcommand(const Command& command, const Command& group) {
+    std::string_view name = command.name;
+    const std::string prefix = *group.name ? group.name + std::string(" ") : "";
+    if (!name.starts_with(prefix)) return false;
+    name.remove_prefix(prefix.size());
+    return name.find(' ') == name.npos;
+}
+
+std::string_view last_word(const Command& command) {
+    const std::string_view name = command.name;
+    return name.substr(name.rfind(' ') + 1);
+}
+
+// The command that the first arguments name, which are taken away; the program itself if they name
+// none.
+const Command& take_command(std::vector<std::string>& arguments) {
+    const Command* found = &kProgram;
     for (const Command& command : kCommands) {
-        if (arguments.front() == command.name) return &command;
+        if (arguments.empty()) break;
+        if (!is_subcommand(command, *found) || arguments.front() != last_word(command)) continue;
+        found = &command;
+        arguments.erase(arguments.begin());
     }
-    return &kProgram;
+    return *found;
 }
 
 // Reports wrong usage of a command; the result of a parse that failed.
@@ -188,25 +346,24 @@ std::nullopt_t refuse(const Command& command, const std::string& what) {
 
 }  // namespace
 
-const Command& program() noexcept { return kProgram; }
-
-std::span<const Command> commands() noexcept { return kCommands; }
-
 std::string help_text(const Command& command) {
     std::string text = "Usage: " + qualified_name(command);
     text += command.run ? " [OPTION]..." : " COMMAND [OPTION]... [ARGUMENT]...";
-    if (command.operand) text += " [" + std::string(command.operand) + "]...";
+    if (command.operands.shown) text += std::string(" ") + command.operands.shown;
     text += "\n" + std::string(command.summary) + "\n";
     if (*command.details) text += "\n" + std::string(command.details) + "\n";
     if (!command.run) {
         std::vector<Row> rows;
-        for (const Command& other : kCommands) rows.push_back({other.name, other.summary});
+        for (const Command& other : kCommands) {
+            if (!is_subcommand(other, command)) continue;
+            rows.push_back({std::string(last_word(other)), other.summary});
+        }
         text += "\nCommands:\n";
         append_table(text, rows);
     }
     std::vector<Row> rows;
-    for (const Option& option : command.options) {
-        rows.push_back({option_column(option), option.help});
+    for (const Option* option : all_options(command)) {
+        if (option->help) rows.push_back({option_column(*option), option->help});
     }
     text += "\nOptions:\n";
     append_table(text, rows);
@@ -218,8 +375,7 @@ std::string version_text() { return "nqtool " NQTOOL_VERSION "\n"; }
 std::optional<CommandLine> parse_command_line(int argc, const char* const* argv) {
     CommandLine line;
     std::vector<std::string> arguments = guarded(argc, argv);
-    line.command = find_command(arguments);
-    if (line.command->run) arguments.erase(arguments.begin());
+    line.command = &take_command(arguments);
     CLI::App app;
     declare(app, *line.command, line.settings);
     try {
@@ -236,6 +392,12 @@ std::optional<CommandLine> parse_command_line(int argc, const char* const* argv)
                                          plain(unknown) + "'");
     }
     if (!line.command->run) return refuse(*line.command, "a command is missing");
+    const Operands& operands = line.command->operands;
+    const std::vector<std::string>& given = line.settings.files;
+    if (given.size() < operands.least) return refuse(*line.command, "an argument is missing");
+    if (given.size() > operands.most) {
+        return refuse(*line.command, "unexpected argument '" + given[operands.most] + "'");
+    }
     return line;
 }
 

@@ -19,6 +19,18 @@ struct Settings {
     std::vector<std::pair<std::string, std::string>> host_options;
     std::optional<int32_t> indent;
     bool is_compact = false;
+    std::string locale;             // empty: none
+    uint32_t form = 0;              // of kFormNames
+    uint32_t from = 0;              // of kEncodingNames
+    uint32_t to = 0;                // of kEncodingNames
+    std::optional<int32_t> buffer;  // bytes
+    bool is_strict = false;
+    bool are_files = false;
+    bool is_exact = false;
+    bool is_by_line = false;
+    bool at_character_start = false;
+    bool has_long_zero = false;
+    bool is_without_pairs = false;
     bool wants_help = false;
     bool wants_version = false;
 };
@@ -35,36 +47,49 @@ struct Assignments {
     std::vector<std::pair<std::string, std::string>> Settings::*field;
 };
 
+// One of several words, kept as its index.
+struct Choice {
+    uint32_t Settings::*field;
+    std::span<const char* const> words;
+};
+
 // Where an option's value goes; a plain bool is a flag.
-using Target = std::variant<bool Settings::*, std::string Settings::*, BoundedNumber, Assignments>;
+using Target =
+    std::variant<bool Settings::*, std::string Settings::*, BoundedNumber, Assignments, Choice>;
 
 struct Option {
     const char* short_name;  // "-o", or null
     const char* long_name;   // "--output"
     const char* value;       // what the help calls the value; null for a flag
-    const char* help;
+    const char* help;        // null for an option that the help does not show
     Target target;
     const char* excludes = nullptr;  // the long name of an option that cannot stand beside it
 };
 
+// The arguments that are no options.
+struct Operands {
+    const char* shown;  // as the help shows them; null when there are none
+    std::size_t least = 0;
+    std::size_t most = SIZE_MAX;
+};
+
 struct Command {
-    const char* name;     // empty for the program itself
-    const char* operand;  // what the help calls the arguments; null when it takes none
+    const char* name;  // "text upper"; "text" for the group; empty for the program itself
+    Operands operands;
     const char* summary;
     const char* details;
     std::span<const Option> options;
-    ExitStatus (*run)(const Settings& settings);  // null for the program itself
+    std::span<const Option> shared_options;       // with other commands; the help shows them last
+    ExitStatus (*run)(const Settings& settings);  // null for what only has subcommands
 };
 
-// What nqtool understands: the one list that the command-line parser and the help are made from.
-const Command& program() noexcept;
-std::span<const Command> commands() noexcept;
-
+// What nqtool understands is declared in one list, which the command-line parser and the help are
+// made from.
 std::string help_text(const Command& command);
 std::string version_text();
 
 struct CommandLine {
-    const Command* command = nullptr;  // the program itself when no subcommand is named
+    const Command* command = nullptr;  // the group or the program when no subcommand is named
     Settings settings;
 };
 
