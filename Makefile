@@ -1,7 +1,8 @@
 # The commands of the README; each is a line or two over CMake.
 FILE ?= examples/service.conf
+SECONDS ?= 30
 
-.PHONY: run test bench setup build clean
+.PHONY: run test bench fuzz setup build clean
 
 run: build
 	@build/release/bin/nqtool json "$(FILE)"
@@ -11,6 +12,9 @@ test: setup
 
 bench: setup
 	@bench/run.sh
+
+fuzz: setup
+	@fuzz/run.sh $(SECONDS)
 
 setup:
 	@cmake/setup.sh >&2

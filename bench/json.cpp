@@ -55,8 +55,9 @@ int main() {
     const double quotes = seconds_to_write(host, pool, strings.get(), '"');
     const double letters = seconds_to_write(host, pool, strings.get(), 'x');
     const double loop = seconds_of_plain_loop();
-    std::printf("JSON string of 16 MiB: quotes / letters = %.2f, quotes / std::string loop = %.2f "
-                "(quotes take %.3f s)\n",
-                quotes / letters, quotes / loop, quotes);
+    std::printf(
+        "JSON string of 16 MiB: quotes / letters = %.2f, quotes / std::string loop = %.2f "
+        "(quotes take %.3f s)\n",
+        quotes / letters, quotes / loop, quotes);
     pool->destroy(pool);
 }
