@@ -89,13 +89,23 @@ struct GreekVowel {
     bool takes_dialytika() const { return base == u'ι' || base == u'υ'; }
 };
 
+// Asked for once, behind a guard of our own: ICU makes it at the first call, in code that a thread
+// sanitizer does not see.
+const icu::Normalizer2* canonical_form() {
+    static const icu::Normalizer2* const canonical = [] {
+        UErrorCode status = U_ZERO_ERROR;
+        return icu::Normalizer2::getNFDInstance(status);
+    }();
+    return canonical;
+}
+
 GreekVowel greek_vowel(std::uint32_t code_point) {
     GreekVowel vowel;
     if (!may_be_greek(code_point)) return vowel;
-    UErrorCode status = U_ZERO_ERROR;
-    const icu::Normalizer2* canonical = icu::Normalizer2::getNFDInstance(status);
     icu::UnicodeString parts(as_icu(code_point));
-    if (U_SUCCESS(status)) canonical->getDecomposition(as_icu(code_point), parts);
+    if (const icu::Normalizer2* canonical = canonical_form()) {
+        canonical->getDecomposition(as_icu(code_point), parts);
+    }
     const auto base = static_cast<char16_t>(u_tolower(parts.charAt(0)));
     if (std::u16string_view(u"αεηιουω").find(base) == std::u16string_view::npos) return vowel;
     vowel.base = base;
