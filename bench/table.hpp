@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdio>
 #include <string>
+#include <tuple>
 
 // Rows of the table of ratios: how many times as fast as its peer the library does something.
 namespace nq::bench {
@@ -21,11 +22,37 @@ void keep(Value&& value) noexcept {
     __asm__ volatile("" : : "r"(value) : "memory");
 }
 
+// A function and its arguments, for calls of a few cycles. They are called from loops of functions
+// of their own that start with a cache line, as where a loop happens to lie may cost a cycle too.
+template <class Function, class... Arguments>
+class Call {
+  public:
+    explicit Call(Function function, Arguments... arguments)
+        : function_(function), arguments_(arguments...) {}
+
+    void repeat(std::size_t calls) const {
+        std::apply([&](auto... arguments) { loop(calls, function_, arguments...); }, arguments_);
+    }
+
+  private:
+    [[gnu::noinline, gnu::aligned(64)]] static void loop(std::size_t calls, Function function,
+                                                         Arguments... arguments) {
+        for (; calls > 0; --calls) function(arguments...);
+    }
+
+    Function function_;
+    std::tuple<Arguments...> arguments_;
+};
+
 template <class Work>
 double seconds_per_call(Work&& work, std::size_t calls) {
     using Clock = std::chrono::steady_clock;
     const auto start = Clock::now();
-    for (std::size_t i = 0; i < calls; ++i) work();
+    if constexpr (requires { work.repeat(calls); }) {
+        work.repeat(calls);
+    } else {
+        for (std::size_t i = 0; i < calls; ++i) work();
+    }
     return std::chrono::duration<double>(Clock::now() - start).count() / static_cast<double>(calls);
 }
 

@@ -5,7 +5,6 @@
 
 // What the 256-bit bodies share. The functions are marked one by one, never the file: an inline
 // function compiled for a processor with AVX2 could be the copy that is linked for all.
-#define NQ_AVX2 __attribute__((target("avx2,bmi,bmi2,popcnt")))
 #define NQ_AVX2_INLINE __attribute__((target("avx2,bmi,bmi2,popcnt"), always_inline)) inline
 
 namespace nq::avx2 {
@@ -66,7 +65,7 @@ NQ_AVX2_INLINE Bytes all_units(std::uint32_t unit) noexcept {
 
 // The letters from `first` on flip the bit that tells the cases apart.
 NQ_AVX2_INLINE Bytes flip_case(Bytes text, std::uint32_t first) noexcept {
-    const Bytes from_first = _mm256_sub_epi8(text, all_bytes(first - 0x80));
+    const Bytes from_first = _mm256_sub_epi8(text, all_bytes(first + 0x80));
     const Bytes is_letter = _mm256_cmpgt_epi8(all_bytes(0x80 + 26), from_first);
     return _mm256_xor_si256(text, _mm256_and_si256(is_letter, all_bytes(0x20)));
 }

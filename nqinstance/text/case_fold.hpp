@@ -3,6 +3,7 @@
 #include <cstdint>
 
 #include "nqinstance/host/kernel.h"
+#include "nqinstance/host/wrapping.hpp"
 #include "nqinstance/text/case_tables.hpp"
 #include "nqinstance/text/utf8_tables.hpp"
 
@@ -38,10 +39,13 @@ inline NQChar map_by_table(const std::int8_t* shifts, const std::uint32_t* list,
 inline NQChar map_by_wide_table(const std::int32_t* rows, const std::int32_t* shifts,
                                 NQChar unit) noexcept {
     if (unit >= 0x10000) return unit;
+    // All ones where there is a row. Without, the first one's distance is read and not used: blocks
+    // with and without rows alternate in texts, so that no branch could be guessed.
     const std::int32_t row = rows[unit >> kCaseBlockBits];
-    if (row < 0) return unit;
-    const std::int32_t shift = shifts[static_cast<std::uint32_t>(row) + unit % kCaseBlockUnits];
-    return static_cast<NQChar>(static_cast<std::int32_t>(unit) + shift);
+    const auto has_row = static_cast<std::uint32_t>(~(row >> 31));
+    const std::int32_t shift =
+        shifts[(static_cast<std::uint32_t>(row) & has_row) + unit % kCaseBlockUnits];
+    return wrapping_add(unit, static_cast<std::uint32_t>(shift) & has_row);
 }
 
 }  // namespace detail
@@ -67,6 +71,9 @@ inline HostUnicode* host_unicode() noexcept {
     const HostKernel* kernel = Exported_NQHandle;
     return kernel ? kernel->unicode : nullptr;
 }
+
+// An operation of HostUnicode that maps one code point, or one that stands for it.
+using CaseOperation = decltype(HostUnicode::toUpper);
 
 // The host's mapping of any code point, ASCII too; without a service the built-in one.
 inline NQChar host_upper(HostUnicode* unicode, NQChar code_point) noexcept {

@@ -1,6 +1,7 @@
 #pragma once
 #include <cstring>
 
+#include "nqinstance/host/wrapping.hpp"
 #include "nqinstance/text/kernel_loops.hpp"
 
 // The loops of the case mappings that define the answers, for all bodies. `first` is the first of
@@ -8,7 +9,7 @@
 namespace nq::loops {
 
 inline std::uint32_t flip_letter(std::uint32_t character, std::uint8_t first) noexcept {
-    return character ^ (character - first < 26 ? 0x20u : 0u);
+    return character ^ (wrapping_sub(character, std::uint32_t{first}) < 26 ? 0x20u : 0u);
 }
 
 // Eight ASCII bytes at once: adding brings to a byte's top bit whether it is a letter.

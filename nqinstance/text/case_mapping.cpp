@@ -8,17 +8,25 @@ namespace nq {
 namespace {
 
 // Maps units, most of them outside ASCII, up to two ASCII ones in a row. A function of its own, so
-// that all its state is in registers.
+// that all its state is in registers. Two at a time, as much of the time goes into jumps.
 template <class Case>
 [[gnu::noinline]] size_t map_unit_run(HostUnicode* unicode, NQChar* units, size_t count) noexcept {
+    const CaseOperation operation = Case::operation(unicode);
     NQChar* at = units;
-    for (NQChar* const end = units + count; at < end; ++at) {
-        const NQChar unit = *at;
-        if (unit >= 0x80) [[likely]] {
-            *at = Case::by_host(unicode, unit);
+    NQChar* const end = units + count;
+    while (at < end) {
+        const size_t left = static_cast<size_t>(end - at);
+        if (*at < 0x80) {
+            if (left > 1 && at[1] < 0x80) break;
+            *at = Case::kAsciiTable[*at];
+            ++at;
+        } else if (left > 1 && at[1] >= 0x80) [[likely]] {
+            at[0] = operation(unicode, at[0], 1);
+            at[1] = operation(unicode, at[1], 1);
+            at += 2;
         } else {
-            if (end - at > 1 && at[1] < 0x80) break;
-            *at = Case::kAsciiTable[unit];
+            *at = operation(unicode, *at, 1);
+            ++at;
         }
     }
     return static_cast<size_t>(at - units);
@@ -54,7 +62,7 @@ struct InPlace {
         if (write < read) {
             for (uint64_t i = 0; i < moved; ++i) to[i] = from[i];
         } else if (write > read) {
-            for (uint64_t i = moved; i-- > 0;) to[i] = from[i];
+            for (uint64_t i = moved; i > 0; --i) to[i - 1] = from[i - 1];
         }
         advance(size);
     }

@@ -13,6 +13,12 @@ struct UpperCase {
     static NQChar by_host(HostUnicode* unicode, NQChar code_point) noexcept {
         return host_upper(unicode, code_point);
     }
+    static CaseOperation operation(const HostUnicode* unicode) noexcept {
+        if (unicode) return unicode->toUpper;
+        return [](HostUnicode*, uint32_t code_point, uint64_t) noexcept {
+            return table_upper(code_point);
+        };
+    }
 };
 
 struct LowerCase {
@@ -22,6 +28,12 @@ struct LowerCase {
     static constexpr bool kSingleBytesStay = false;
     static NQChar by_host(HostUnicode* unicode, NQChar code_point) noexcept {
         return host_lower(unicode, code_point);
+    }
+    static CaseOperation operation(const HostUnicode* unicode) noexcept {
+        if (unicode) return unicode->toLower;
+        return [](HostUnicode*, uint32_t code_point, uint64_t) noexcept {
+            return table_lower(code_point);
+        };
     }
 };
 
@@ -48,21 +60,17 @@ struct CaseRun {
     NQChar mapped;
 };
 
-// Maps one character of kSize bytes where the mapping is of the same size; else returns false.
-template <class Case, bool kStore, std::uint32_t kSize>
-[[gnu::always_inline]] inline bool map_in_size(HostUnicode* unicode, const std::uint8_t*& at,
-                                               std::uint8_t*& to, NQChar code_point,
-                                               NQChar& mapped) noexcept {
-    mapped = Case::by_host(unicode, code_point);
-    if (mapped == code_point) [[likely]] {
-        if (kStore) std::memmove(to, at, kSize);
+// Copies a character of kSize bytes; the places may overlap.
+template <std::uint32_t kSize>
+inline void copy_character(const std::uint8_t* from, std::uint8_t* to) noexcept {
+    if constexpr (kSize == 3) {
+        // A copy of three bytes would be a call.
+        const std::uint8_t last = from[2];
+        std::memmove(to, from, 2);
+        to[2] = last;
     } else {
-        if (utf8_size(mapped) != kSize) return false;
-        if (kStore) encode_utf8(mapped, to, kSize);
+        std::memmove(to, from, kSize);
     }
-    at += kSize;
-    if (kStore) to += kSize;
-    return true;
 }
 
 // Maps characters, most of them outside ASCII, as long as they are valid and keep their size, so
@@ -73,13 +81,27 @@ template <class Case, bool kStore, std::uint32_t kSize>
 template <class Case, bool kStore>
 [[gnu::noinline]] CaseRun map_run(HostUnicode* unicode, const std::uint8_t* source,
                                   std::uint8_t* target, std::uint64_t length) noexcept {
+    const CaseOperation operation = Case::operation(unicode);
     const std::uint8_t* at = source;
     // Any character that starts before is whole.
     const std::uint8_t* const end = source + (length < 4 ? 0 : length - 3);
-    std::uint64_t pending = 0;
     NQChar mapped = 0;
+    // Maps one of kSize bytes; false where the mapping is of another size.
+    const auto map_next = [&]<std::uint32_t kSize>(NQChar code_point)
+        __attribute__((always_inline)) {
+        mapped = operation(unicode, code_point, 1);
+        if (mapped == code_point) [[likely]] {
+            if (kStore) copy_character<kSize>(at, target);
+        } else {
+            if (utf8_size(mapped) != kSize) return false;
+            if (kStore) encode_utf8(mapped, target, kSize);
+        }
+        at += kSize;
+        if (kStore) target += kSize;
+        return true;
+    };
+    std::uint64_t pending = 0;
     while (at < end) {
-        const auto tail = [at](int index) { return at[index] & 0x3Fu; };
         const std::uint32_t lead = *at;
         if (lead < 0xE0) {
             if (lead < 0x80) {
@@ -89,20 +111,22 @@ template <class Case, bool kStore>
                 continue;
             }
             if (lead < 0xC2) break;
-            const NQChar code_point = (lead & 0x1F) << 6 | tail(1);
-            pending = 2;
-            if (!map_in_size<Case, kStore, 2>(unicode, at, target, code_point, mapped)) break;
+            if (!map_next.template operator()<2>(decode_two(at))) {
+                pending = 2;
+                break;
+            }
         } else if (lead < 0xF0) {
-            const NQChar code_point = (lead & 0x0F) << 12 | tail(1) << 6 | tail(2);
-            pending = 3;
-            if (!map_in_size<Case, kStore, 3>(unicode, at, target, code_point, mapped)) break;
+            if (!map_next.template operator()<3>(decode_three(at))) {
+                pending = 3;
+                break;
+            }
         } else {
             if (lead > 0xF4) break;
-            const NQChar code_point = (lead & 0x07) << 18 | tail(1) << 12 | tail(2) << 6 | tail(3);
-            pending = 4;
-            if (!map_in_size<Case, kStore, 4>(unicode, at, target, code_point, mapped)) break;
+            if (!map_next.template operator()<4>(decode_four(at))) {
+                pending = 4;
+                break;
+            }
         }
-        pending = 0;
     }
     return {static_cast<std::uint64_t>(at - source), pending, mapped};
 }

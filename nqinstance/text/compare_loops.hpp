@@ -1,6 +1,7 @@
 #pragma once
 #include <cstring>
 
+#include "nqinstance/host/wrapping.hpp"
 #include "nqinstance/text/case_loops.hpp"
 
 // The loops of the comparisons that define the answers, for all bodies.
@@ -64,7 +65,7 @@ inline std::size_t alike_units(const NQChar* a, const NQChar* b, std::size_t cou
     std::size_t i = 0;
     for (; i < count; ++i) {
         if (a[i] == b[i]) continue;
-        if ((a[i] ^ b[i]) != 0x20 || (a[i] | 0x20) - 'a' >= 26) break;
+        if ((a[i] ^ b[i]) != 0x20 || wrapping_sub(a[i] | 0x20, NQChar{'a'}) >= 26) break;
         if (order == 0) order = a[i] > b[i] ? 1 : -1;
     }
     return i;

@@ -1,6 +1,7 @@
 #pragma once
 #include <algorithm>
 
+#include "nqinstance/host/wrapping.hpp"
 #include "nqinstance/text/kernels.hpp"
 
 // The loops that define the answers, for all bodies: the generic one is made of them, the others
@@ -39,10 +40,11 @@ inline std::size_t find_unequal(const NQChar* a, const NQChar* b, std::size_t co
     return i;
 }
 
-inline std::size_t find_nan(const double* values, std::size_t count) noexcept {
-    std::size_t i = 0;
-    while (i < count && !__builtin_isnan(values[i])) ++i;
-    return i;
+inline std::int32_t has_nan(const double* values, std::size_t count) noexcept {
+    for (std::size_t i = 0; i < count; ++i) {
+        if (__builtin_isnan(values[i])) return 1;
+    }
+    return 0;
 }
 
 inline std::uint64_t utf8_bytes(const NQChar* units, std::size_t count) noexcept {
@@ -170,6 +172,22 @@ inline NQStatus utf16_to_utf32(Cursor& cursor, ByteOrder in, ByteOrder out,
     return status;
 }
 
+// Converts the character at the source's start, and those of the same size behind it, while there
+// is room for any.
+template <ByteOrder kIn, std::uint32_t kSize>
+[[gnu::always_inline]] inline void encode_run(Position& at, const std::uint8_t* full,
+                                              NQChar code_point) noexcept {
+    constexpr NQChar kFirst = kSize == 3 ? 0x800 : 0x10000;
+    constexpr NQChar kBehind = kSize == 3 ? 0x10000 : 0;  // 0: wraps around
+    do {
+        if constexpr (kSize == 3) encode_three(code_point, at.to);
+        if constexpr (kSize == 4) encode_four(code_point, at.to);
+        at.advance(4, kSize);
+        if (at.from >= at.stop || at.to >= full) break;
+        code_point = load32(at.from, kIn);
+    } while (wrapping_sub(code_point, kFirst) < wrapping_sub(kBehind, kFirst));
+}
+
 // Converts while there is room for any character.
 template <ByteOrder kIn>
 inline void utf32_to_utf8_amid(Position& at) noexcept {
@@ -192,14 +210,19 @@ inline void utf32_to_utf8_amid(Position& at) noexcept {
             *at.to = static_cast<std::uint8_t>(code_point);
             at.advance(4, 1);
         } else if (code_point < 0x800) {
+            const NQChar second = at.left() >= 8 ? load32(at.from + 4, kIn) : 0;
+            if (wrapping_sub(second, NQChar{0x80}) < 0x780) {
+                store32(at.to, two_bytes_of(code_point) | two_bytes_of(second) << 16,
+                        ByteOrder::little);
+                at.advance(8, 4);
+                continue;
+            }
             encode_two(code_point, at.to);
             at.advance(4, 2);
         } else if (code_point < 0x10000) {
-            encode_three(code_point, at.to);
-            at.advance(4, 3);
+            encode_run<kIn, 3>(at, full, code_point);
         } else {
-            encode_four(code_point, at.to);
-            at.advance(4, 4);
+            encode_run<kIn, 4>(at, full, code_point);
         }
     }
 }

@@ -34,18 +34,28 @@ struct TextKernels {
                              std::uint8_t first) noexcept;
     std::size_t (*map_ascii_units)(NQChar* units, std::size_t count, std::uint8_t first) noexcept;
 
-    // The first index whose element fits, or the count. `find_unequal` compares two arrays;
-    // `find_pair` wants `first` at an index and `second` at `distance` past it, which is readable
-    // for each of the `positions`.
+    // Fill, and copy as through a buffer in between, more than kShortBytes and at most
+    // kMiddleBytes; `move` returns the target.
+    void (*fill_bytes)(std::uint8_t* to, std::uint8_t value, std::size_t length) noexcept;
+    void (*fill_units)(NQChar* to, NQChar value, std::size_t count) noexcept;
+    std::uint8_t* (*move)(const std::uint8_t* from, std::uint8_t* to, std::size_t length) noexcept;
+
+    // The first index of an element that is another, here or in the second array, or the count.
     std::size_t (*find_other_byte)(const std::uint8_t* text, std::size_t length,
                                    std::uint8_t value) noexcept;
-    std::size_t (*find_other_unit)(const NQChar* units, std::size_t count, NQChar value) noexcept;
     std::size_t (*find_unequal)(const NQChar* a, const NQChar* b, std::size_t count) noexcept;
-    std::size_t (*find_nan)(const double* values, std::size_t count) noexcept;
+
+    // The answers of the routines of memory.h themselves, see there.
+    std::uint64_t (*scan_other_unit)(const NQChar* units, std::size_t count, NQChar value) noexcept;
+    std::int32_t (*are_units)(const NQChar* units, std::size_t count, NQChar value) noexcept;
+    std::int32_t (*has_nan)(const double* values, std::size_t count) noexcept;
     std::uint64_t (*scan)(const std::uint8_t* text, std::size_t length,
                           std::uint8_t value) noexcept;
     std::int32_t (*compare)(const std::uint8_t* a, const std::uint8_t* b,
                             std::size_t length) noexcept;
+
+    // The first of the `positions` with `first` there and `second` at `distance` past it, which is
+    // readable for each of them, or their number.
     std::size_t (*find_pair)(const std::uint8_t* text, std::size_t positions, std::size_t distance,
                              std::uint8_t first, std::uint8_t second) noexcept;
 
@@ -86,8 +96,19 @@ struct TextKernels {
 // The bodies this CPU can run, best first; the last is always the generic one.
 std::span<const TextKernels* const> text_kernel_bodies() noexcept;
 
+// Said to be hidden, or each use from another file would go through the offset table.
+#pragma GCC visibility push(hidden)
+
+extern const TextKernels kGenericTextKernels;
+#if defined(__x86_64__)
+extern const TextKernels kAvx2TextKernels;
+#endif
+
 // The body in use; null until the first call that needs one. Choosing twice chooses the same.
 extern std::atomic<const TextKernels*> text_kernels_in_use;
+
+#pragma GCC visibility pop
+
 const TextKernels& choose_text_kernels() noexcept;
 
 inline const TextKernels& text_kernels() noexcept {
@@ -95,27 +116,51 @@ inline const TextKernels& text_kernels() noexcept {
     return chosen ? *chosen : choose_text_kernels();
 }
 
-// Calls a kernel as the last step of a short routine: the choice, which is made once, stays out of
-// it, so that it needs no stack.
+// Calls a kernel as the last step of a short routine: what is not the usual case stays out of it,
+// so that it needs no stack.
 template <auto kKernel, class... Arguments>
-[[gnu::noinline, gnu::cold]] auto choose_and_call(Arguments... arguments) noexcept {
-    return (choose_text_kernels().*kKernel)(arguments...);
+[[gnu::noinline]] auto call_other_kernel(Arguments... arguments) noexcept {
+    return (text_kernels().*kKernel)(arguments...);
 }
 
-template <auto kKernel, class... Arguments>
-inline auto call_kernel(Arguments... arguments) noexcept {
-    const TextKernels* chosen = text_kernels_in_use.load(std::memory_order_relaxed);
-    if (!chosen) [[unlikely]]
-        return choose_and_call<kKernel>(arguments...);
-    return (chosen->*kKernel)(arguments...);
+#if defined(__x86_64__)
+// The kernels of the best body that such routines call. A jump to a known place takes half the time
+// of one through the table.
+#define NQ_AVX2 __attribute__((target("avx2,bmi,bmi2,popcnt")))
+#define NQ_AVX2_AT_LINE __attribute__((target("avx2,bmi,bmi2,popcnt"), aligned(64)))
+namespace avx2 {
+#pragma GCC visibility push(hidden)
+NQ_AVX2 void fill_bytes(std::uint8_t* to, std::uint8_t value, std::size_t length) noexcept;
+NQ_AVX2 void fill_units(NQChar* to, NQChar value, std::size_t count) noexcept;
+NQ_AVX2 std::uint8_t* move(const std::uint8_t* from, std::uint8_t* to, std::size_t length) noexcept;
+NQ_AVX2 std::uint64_t scan_other_unit(const NQChar* units, std::size_t count,
+                                      NQChar value) noexcept;
+NQ_AVX2 std::int32_t are_units(const NQChar* units, std::size_t count, NQChar value) noexcept;
+NQ_AVX2 std::int32_t has_nan(const double* values, std::size_t count) noexcept;
+NQ_AVX2 std::uint64_t scan(const std::uint8_t* text, std::size_t length,
+                           std::uint8_t value) noexcept;
+NQ_AVX2 std::int32_t compare(const std::uint8_t* a, const std::uint8_t* b,
+                             std::size_t length) noexcept;
+#pragma GCC visibility pop
+}  // namespace avx2
+#define NQ_KERNEL(name, ...) nq::call_kernel<&nq::TextKernels::name, &nq::avx2::name>(__VA_ARGS__)
+#else
+#define NQ_KERNEL(name, ...) nq::call_kernel<&nq::TextKernels::name, nullptr>(__VA_ARGS__)
+#endif
+
+template <auto kKernel, auto kBest, class... Arguments>
+[[gnu::always_inline]] inline auto call_kernel(Arguments... arguments) noexcept {
+#if defined(__x86_64__)
+    if (text_kernels_in_use.load(std::memory_order_relaxed) == &kAvx2TextKernels) [[likely]]
+        return kBest(arguments...);
+#endif
+    return call_other_kernel<kKernel>(arguments...);
 }
+
+// Up to here the C library's own fills and copies cost more than what they do.
+inline constexpr std::size_t kMiddleBytes = 256;
 
 // Below this many bytes a loop in the caller costs less than a call through the table.
 inline constexpr std::size_t kInlineBytes = 32;
-
-extern const TextKernels kGenericTextKernels;
-#if defined(__x86_64__)
-extern const TextKernels kAvx2TextKernels;
-#endif
 
 }  // namespace nq

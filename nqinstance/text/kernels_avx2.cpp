@@ -1,5 +1,7 @@
 #if defined(__x86_64__)
+#include "nqinstance/host/wrapping.hpp"
 #include "nqinstance/text/avx2.hpp"
+#include "nqinstance/text/short_blocks.hpp"
 
 namespace nq {
 namespace avx2 {
@@ -22,109 +24,127 @@ NQ_AVX2 void to_lower(std::uint8_t* text, std::size_t length) noexcept {
     map_case(text, length, 'A');
 }
 
-NQ_AVX2_INLINE bool is_zero(Bytes bytes) noexcept { return _mm256_testz_si256(bytes, bytes); }
+// What is looked for among the bytes of a text: `at` marks those of 32 with all ones, or with zeros
+// where `kInZeros`, for the compiler then needs an operation less.
+template <class Mark, bool kInZeros>
+struct Sought {
+    Mark at;
 
-// The index of the first byte that is not zero in what `mark` makes of the 32 bytes from it on, or
-// the length. Blocks are looked at several at a time, the last ones as they overlap those before.
-// At least 32 bytes.
+    NQ_AVX2_INLINE Bytes join(Bytes a, Bytes b) const noexcept {
+        return kInZeros ? _mm256_and_si256(a, b) : _mm256_or_si256(a, b);
+    }
+    NQ_AVX2_INLINE Bytes at_two(const std::uint8_t* text) const noexcept {
+        return join(at(text), at(text + 32));
+    }
+    NQ_AVX2_INLINE Bytes at_four(const std::uint8_t* text) const noexcept {
+        return join(at_two(text), at_two(text + 64));
+    }
+    NQ_AVX2_INLINE Bytes at_eight(const std::uint8_t* text) const noexcept {
+        return join(at_four(text), at_four(text + 128));
+    }
+    NQ_AVX2_INLINE static std::uint32_t bits(Bytes marks) noexcept {
+        return kInZeros ? ~top_bits(marks) : top_bits(marks);
+    }
+};
+
 template <class Mark>
-NQ_AVX2_INLINE std::size_t find_marked(const std::uint8_t* text, std::size_t length,
-                                       Mark mark) noexcept {
-    const auto mark_two = [=](const std::uint8_t* at)
-                              NQ_AVX2 { return _mm256_or_si256(mark(at), mark(at + 32)); };
-    const auto mark_four = [=](const std::uint8_t* at)
-                               NQ_AVX2 { return _mm256_or_si256(mark_two(at), mark_two(at + 64)); };
+NQ_AVX2_INLINE Sought<Mark, false> marked_by_ones(Mark mark) noexcept {
+    return {mark};
+}
+
+template <class Mark>
+NQ_AVX2_INLINE Sought<Mark, true> marked_by_zeros(Mark mark) noexcept {
+    return {mark};
+}
+
+// The first place from here on at which a block of 32 bytes lies in one cache line.
+template <class Byte>
+NQ_AVX2_INLINE Byte* aligned_from(Byte* at) noexcept {
+    return at + wrapping_sub(std::uintptr_t{0}, reinterpret_cast<std::uintptr_t>(at)) % 32;
+}
+
+// The index of the first byte sought, or the length, which is at least 32. Blocks are looked at
+// several at a time, the last ones as they overlap those before.
+template <class Mark, bool kInZeros>
+NQ_AVX2_INLINE std::size_t find_sought(const std::uint8_t* text, std::size_t length,
+                                       Sought<Mark, kInZeros> sought) noexcept {
     const std::uint8_t* const end = text + length;
     const std::uint8_t* at = text;
-    for (; end - at >= 256; at += 256) {
-        if (!is_zero(_mm256_or_si256(mark_four(at), mark_four(at + 128)))) break;
+    if (length > 256 + 32) {
+        // The first block, and from there on blocks that do not lie across two cache lines.
+        if (const std::uint32_t found = sought.bits(sought.at(at))) return _tzcnt_u32(found);
+        at = aligned_from(at);
+        for (; end - at >= 256; at += 256) {
+            if (sought.bits(sought.at_eight(at))) break;
+        }
     }
-    if (end - at >= 128 && is_zero(mark_four(at))) at += 128;
+    if (end - at >= 128 && !sought.bits(sought.at_four(at))) at += 128;
     if (end - at < 128 && length >= 64) {
         if (at == end) return length;
-        Bytes any = mark_two(end - 64);
-        if (end - at > 64) any = _mm256_or_si256(any, mark_two(at));
-        if (is_zero(any)) return length;
+        Bytes any = sought.at_two(end - 64);
+        if (end - at > 64) any = sought.join(any, sought.at_two(at));
+        if (!sought.bits(any)) return length;
     }
     for (;; at += 32) {
         if (end - at < 32) {
             if (at == end) return length;
             at = end - 32;
         }
-        const std::uint32_t marked = ~top_bits(_mm256_cmpeq_epi8(mark(at), _mm256_setzero_si256()));
-        if (marked) return static_cast<std::size_t>(at - text) + _tzcnt_u32(marked);
+        const std::uint32_t found = sought.bits(sought.at(at));
+        if (found) return static_cast<std::size_t>(at - text) + _tzcnt_u32(found);
     }
 }
 
-// The index of the first byte that differs from the block's value, or the length.
-NQ_AVX2_INLINE std::size_t find_different_byte(const std::uint8_t* text, Bytes value,
-                                               std::size_t length) noexcept {
-    return find_marked(text, length, [=](const std::uint8_t* at) NQ_AVX2 {
-        return _mm256_xor_si256(load(at), value);
-    });
+// Whether a byte sought is among more than kShortBytes and at most kMiddleBytes. Which blocks that
+// takes depends on one choice only.
+template <class Mark, bool kInZeros>
+NQ_AVX2_INLINE bool has_sought(const std::uint8_t* text, std::size_t length,
+                               Sought<Mark, kInZeros> sought) noexcept {
+    const std::uint8_t* const end = text + length;
+    if (length > 128) [[likely]]
+        return sought.bits(sought.join(sought.at_four(text), sought.at_four(end - 128)));
+    return sought.bits(sought.join(sought.at_two(text), sought.at_two(end - 64)));
 }
 
-// The index of the first byte at which the two differ, or the length.
-NQ_AVX2_INLINE std::size_t find_unequal_byte(const std::uint8_t* a, const std::uint8_t* b,
-                                             std::size_t length) noexcept {
-    const auto distance = reinterpret_cast<std::uintptr_t>(b) - reinterpret_cast<std::uintptr_t>(a);
-    return find_marked(a, length, [=](const std::uint8_t* at) NQ_AVX2 {
-        const auto of_b = reinterpret_cast<std::uintptr_t>(at) + distance;
-        return _mm256_xor_si256(load(at), load(reinterpret_cast<const void*>(of_b)));
+NQ_AVX2_INLINE auto other_than(Bytes value) noexcept {
+    return marked_by_zeros([=](const std::uint8_t* at)
+                               NQ_AVX2 { return _mm256_cmpeq_epi8(load(at), value); });
+}
+
+NQ_AVX2_INLINE auto equal_to(Bytes value) noexcept {
+    return marked_by_ones([=](const std::uint8_t* at)
+                              NQ_AVX2 { return _mm256_cmpeq_epi8(load(at), value); });
+}
+
+// Where the text `a` differs from `b`.
+NQ_AVX2_INLINE auto other_than(const std::uint8_t* a, const std::uint8_t* b) noexcept {
+    const auto distance =
+        wrapping_sub(reinterpret_cast<std::uintptr_t>(b), reinterpret_cast<std::uintptr_t>(a));
+    return marked_by_zeros([=](const std::uint8_t* at) NQ_AVX2 {
+        const auto of_b = wrapping_add(reinterpret_cast<std::uintptr_t>(at), distance);
+        return _mm256_cmpeq_epi8(load(at), load(reinterpret_cast<const void*>(of_b)));
     });
 }
 
 NQ_AVX2 std::size_t find_other_byte(const std::uint8_t* text, std::size_t length,
                                     std::uint8_t value) noexcept {
     if (length < 32) return loops::find_other(text, length, value);
-    return find_different_byte(text, all_bytes(value), length);
+    return find_sought(text, length, other_than(all_bytes(value)));
 }
 
-NQ_AVX2 std::size_t find_other_unit(const NQChar* units, std::size_t count, NQChar value) noexcept {
+NQ_AVX2_INLINE std::size_t find_other_unit(const NQChar* units, std::size_t count,
+                                           NQChar value) noexcept {
     if (count < 8) return loops::find_other(units, count, value);
     const auto* bytes = reinterpret_cast<const std::uint8_t*>(units);
-    return find_different_byte(bytes, all_units(value), 4 * count) / 4;
+    return find_sought(bytes, 4 * count, other_than(all_units(value))) / 4;
 }
 
 NQ_AVX2 std::size_t find_unequal(const NQChar* a, const NQChar* b, std::size_t count) noexcept {
     if (count < 8) return loops::find_unequal(a, b, count);
-    return find_unequal_byte(reinterpret_cast<const std::uint8_t*>(a),
-                             reinterpret_cast<const std::uint8_t*>(b), 4 * count) /
+    const auto* of_a = reinterpret_cast<const std::uint8_t*>(a);
+    return find_sought(of_a, 4 * count,
+                       other_than(of_a, reinterpret_cast<const std::uint8_t*>(b))) /
            4;
-}
-
-// All ones in the lanes of two blocks of four in which one of the two is a NaN.
-NQ_AVX2_INLINE __m256d unordered(const double* values) noexcept {
-    return _mm256_cmp_pd(_mm256_loadu_pd(values), _mm256_loadu_pd(values + 4), _CMP_UNORD_Q);
-}
-
-NQ_AVX2 std::size_t find_nan(const double* values, std::size_t count) noexcept {
-    std::size_t i = 0;
-    for (; i + 32 <= count; i += 32) {
-        const __m256d low = _mm256_or_pd(unordered(values + i), unordered(values + i + 8));
-        const __m256d high = _mm256_or_pd(unordered(values + i + 16), unordered(values + i + 24));
-        if (_mm256_movemask_pd(_mm256_or_pd(low, high))) break;
-    }
-    for (; i + 8 <= count && !_mm256_movemask_pd(unordered(values + i)); i += 8) {
-    }
-    return i + loops::find_nan(values + i, count - i);
-}
-
-// The kernels of more than 64 bytes, which callers look at themselves.
-NQ_AVX2 std::uint64_t scan(const std::uint8_t* text, std::size_t length,
-                           std::uint8_t value) noexcept {
-    const Bytes wanted = all_bytes(value);
-    const std::size_t i = find_marked(text, length, [=](const std::uint8_t* at) NQ_AVX2 {
-        return _mm256_cmpeq_epi8(load(at), wanted);
-    });
-    return i == length ? NQ_NOT_FOUND : i;
-}
-
-NQ_AVX2 std::int32_t compare(const std::uint8_t* a, const std::uint8_t* b,
-                             std::size_t length) noexcept {
-    const std::size_t i = find_unequal_byte(a, b, length);
-    if (i == length) return 0;
-    return a[i] < b[i] ? -1 : 1;
 }
 
 NQ_AVX2 std::size_t find_pair(const std::uint8_t* text, std::size_t positions, std::size_t distance,
@@ -134,10 +154,10 @@ NQ_AVX2 std::size_t find_pair(const std::uint8_t* text, std::size_t positions, s
     }
     const Bytes firsts = all_bytes(first);
     const Bytes seconds = all_bytes(second);
-    return find_marked(text, positions, [=](const std::uint8_t* at) NQ_AVX2 {
-        return _mm256_and_si256(_mm256_cmpeq_epi8(load(at), firsts),
-                                _mm256_cmpeq_epi8(load(at + distance), seconds));
-    });
+    return find_sought(text, positions, marked_by_ones([=](const std::uint8_t* at) NQ_AVX2 {
+                           return _mm256_and_si256(_mm256_cmpeq_epi8(load(at), firsts),
+                                                   _mm256_cmpeq_epi8(load(at + distance), seconds));
+                       }));
 }
 
 NQ_AVX2 std::uint64_t utf8_bytes(const NQChar* units, std::size_t count) noexcept {
@@ -170,7 +190,179 @@ NQ_AVX2 void swap_units(const std::uint8_t* source, std::uint8_t* target,
     loops::swap_units(source + 4 * i, target + 4 * i, count - i);
 }
 
+// All ones in the lanes of two blocks of four in which one of the two is a NaN.
+NQ_AVX2_INLINE __m256d unordered(const double* values) noexcept {
+    return _mm256_cmp_pd(_mm256_loadu_pd(values), _mm256_loadu_pd(values + 4), _CMP_UNORD_Q);
+}
+
+[[gnu::noinline]] NQ_AVX2 std::uint64_t scan_further(const std::uint8_t* text, std::size_t length,
+                                                     std::uint8_t value) noexcept {
+    const std::size_t i = find_sought(text, length, equal_to(all_bytes(value)));
+    return i == length ? NQ_NOT_FOUND : i;
+}
+
+[[gnu::noinline]] NQ_AVX2 std::int32_t compare_further(const std::uint8_t* a, const std::uint8_t* b,
+                                                       std::size_t length) noexcept {
+    const std::size_t i = find_sought(a, length, other_than(a, b));
+    if (i == length) return 0;
+    return a[i] < b[i] ? -1 : 1;
+}
+
+// All ones in each of 32 bytes at which two texts are alike, also in those behind.
+NQ_AVX2_INLINE Bytes alike_in_two(const std::uint8_t* a, const std::uint8_t* b) noexcept {
+    return _mm256_and_si256(_mm256_cmpeq_epi8(load(b), load(a)),
+                            _mm256_cmpeq_epi8(load(b + 32), load(a + 32)));
+}
+
+// Of more than kShortBytes and at most kMiddleBytes.
+NQ_AVX2_INLINE bool are_same(const std::uint8_t* a, const std::uint8_t* b,
+                             std::size_t length) noexcept {
+    const std::uint8_t* const a_end = a + length;
+    const std::uint8_t* const b_end = b + length;
+    Bytes all = _mm256_and_si256(alike_in_two(a, b), alike_in_two(a_end - 64, b_end - 64));
+    if (length > 128) [[likely]] {
+        all = _mm256_and_si256(all, _mm256_and_si256(alike_in_two(a + 64, b + 64),
+                                                     alike_in_two(a_end - 128, b_end - 128)));
+    }
+    return top_bits(all) == ~0u;
+}
+
+// `fill` and `move` store from the start to the end, as the processor joins stores to one cache
+// line then. A store across two of them counts twice, so in a target that is not aligned the inner
+// stores are: four from its start and four towards its end, which may overlap.
+constexpr std::size_t kInnerBytes = 4 * 32;
+
+NQ_AVX2_INLINE bool is_aligned(const std::uint8_t* at) noexcept { return aligned_from(at) == at; }
+
+struct FourBlocks {
+    Bytes first, second, third, fourth;
+};
+
+NQ_AVX2_INLINE FourBlocks load_four(const std::uint8_t* from) noexcept {
+    return {load(from), load(from + 32), load(from + 64), load(from + 96)};
+}
+
+NQ_AVX2_INLINE void store_four(std::uint8_t* to, const FourBlocks& blocks) noexcept {
+    store(to, blocks.first);
+    store(to + 32, blocks.second);
+    store(to + 64, blocks.third);
+    store(to + 96, blocks.fourth);
+}
+
+// Whether the inner stores are to be aligned; there is room for them from kInnerBytes + 32 on.
+NQ_AVX2_INLINE bool aligns(const std::uint8_t* to, std::size_t length) noexcept {
+    if (length <= kInnerBytes + 32) [[unlikely]]
+        return false;
+    return __builtin_expect(!is_aligned(to), false);
+}
+
+NQ_AVX2_INLINE void fill(std::uint8_t* to, Bytes block, std::size_t length) noexcept {
+    const FourBlocks four{block, block, block, block};
+    std::uint8_t* const end = to + length;
+    if (length > kInnerBytes) [[likely]] {
+        if (__builtin_expect(!aligns(to, length), true)) {
+            store_four(to, four);
+            store_four(end - kInnerBytes, four);
+            return;
+        }
+        store(to, block);
+        store_four(aligned_from(to), four);
+        store_four(aligned_from(end - 32) - kInnerBytes, four);
+        store(end - 32, block);
+        return;
+    }
+    store(to, block);
+    store(to + 32, block);
+    store(end - 64, block);
+    store(end - 32, block);
+}
+
 }  // namespace
+
+NQ_AVX2_AT_LINE void fill_bytes(std::uint8_t* to, std::uint8_t value, std::size_t length) noexcept {
+    fill(to, all_bytes(value), length);
+}
+
+NQ_AVX2_AT_LINE void fill_units(NQChar* to, NQChar value, std::size_t count) noexcept {
+    fill(reinterpret_cast<std::uint8_t*>(to), all_units(value), 4 * count);
+}
+
+// Loads all before it stores any, since the target may be anywhere.
+NQ_AVX2_AT_LINE std::uint8_t* move(const std::uint8_t* from, std::uint8_t* to,
+                                   std::size_t length) noexcept {
+    const std::uint8_t* const from_end = from + length;
+    std::uint8_t* const end = to + length;
+    if (length > kInnerBytes) [[likely]] {
+        if (__builtin_expect(!aligns(to, length), true)) {
+            const FourBlocks early = load_four(from);
+            const FourBlocks late = load_four(from_end - kInnerBytes);
+            store_four(to, early);
+            store_four(end - kInnerBytes, late);
+            return to;
+        }
+        std::uint8_t* const early_to = aligned_from(to);
+        std::uint8_t* const late_to = aligned_from(end - 32) - kInnerBytes;
+        const Bytes first = load(from);
+        const FourBlocks early = load_four(from + (early_to - to));
+        const FourBlocks late = load_four(from + (late_to - to));
+        const Bytes last = load(from_end - 32);
+        store(to, first);
+        store_four(early_to, early);
+        store_four(late_to, late);
+        store(end - 32, last);
+        return to;
+    }
+    const FourBlocks all{load(from), load(from + 32), load(from_end - 64), load(from_end - 32)};
+    store(to, all.first);
+    store(to + 32, all.second);
+    store(end - 64, all.third);
+    store(end - 32, all.fourth);
+    return to;
+}
+
+NQ_AVX2_AT_LINE std::uint64_t scan_other_unit(const NQChar* units, std::size_t count,
+                                              NQChar value) noexcept {
+    const std::size_t i = find_other_unit(units, count, value);
+    return i == count ? NQ_NOT_FOUND : i;
+}
+
+NQ_AVX2_AT_LINE std::int32_t are_units(const NQChar* units, std::size_t count,
+                                       NQChar value) noexcept {
+    return find_other_unit(units, count, value) == count;
+}
+
+NQ_AVX2_AT_LINE std::int32_t has_nan(const double* values, std::size_t count) noexcept {
+    std::size_t i = 0;
+    for (; i + 32 <= count; i += 32) {
+        const __m256d low = _mm256_or_pd(unordered(values + i), unordered(values + i + 8));
+        const __m256d high = _mm256_or_pd(unordered(values + i + 16), unordered(values + i + 24));
+        if (_mm256_movemask_pd(_mm256_or_pd(low, high))) return 1;
+    }
+    for (; i + 8 <= count; i += 8) {
+        if (_mm256_movemask_pd(unordered(values + i))) return 1;
+    }
+    return loops::has_nan(values + i, count - i);
+}
+
+// Both end here for up to kMiddleBytes; a function of its own has the rest, and its registers.
+NQ_AVX2_AT_LINE std::uint64_t scan(const std::uint8_t* text, std::size_t length,
+                                   std::uint8_t value) noexcept {
+    if (length <= kMiddleBytes) [[likely]] {
+        if (!has_sought(text, length, equal_to(all_bytes(value)))) [[likely]]
+            return apart(NQ_NOT_FOUND);
+    }
+    return scan_further(text, length, value);
+}
+
+NQ_AVX2_AT_LINE std::int32_t compare(const std::uint8_t* a, const std::uint8_t* b,
+                                     std::size_t length) noexcept {
+    if (length <= kMiddleBytes) [[likely]] {
+        if (are_same(a, b, length)) [[likely]]
+            return apart(0);
+    }
+    return compare_further(a, b, length);
+}
+
 }  // namespace avx2
 
 constinit const TextKernels kAvx2TextKernels = {
@@ -179,10 +371,14 @@ constinit const TextKernels kAvx2TextKernels = {
     .to_lower = avx2::to_lower,
     .map_ascii = avx2::map_ascii,
     .map_ascii_units = avx2::map_ascii_units,
+    .fill_bytes = avx2::fill_bytes,
+    .fill_units = avx2::fill_units,
+    .move = avx2::move,
     .find_other_byte = avx2::find_other_byte,
-    .find_other_unit = avx2::find_other_unit,
     .find_unequal = avx2::find_unequal,
-    .find_nan = avx2::find_nan,
+    .scan_other_unit = avx2::scan_other_unit,
+    .are_units = avx2::are_units,
+    .has_nan = avx2::has_nan,
     .scan = avx2::scan,
     .compare = avx2::compare,
     .find_pair = avx2::find_pair,

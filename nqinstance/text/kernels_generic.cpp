@@ -1,4 +1,5 @@
 #include <string.h>
+#include <wchar.h>
 
 #include "nqinstance/text/case_loops.hpp"
 #include "nqinstance/text/compare_loops.hpp"
@@ -21,6 +22,27 @@ std::size_t find_other(const Element* elements, std::size_t count, Element value
         if (block != pattern) break;
     }
     return i + loops::find_other(elements + i, count - i, value);
+}
+
+void fill_bytes(std::uint8_t* to, std::uint8_t value, std::size_t length) noexcept {
+    memset(to, value, length);
+}
+
+void fill_units(NQChar* to, NQChar value, std::size_t count) noexcept {
+    wmemset(reinterpret_cast<wchar_t*>(to), static_cast<wchar_t>(value), count);
+}
+
+std::uint8_t* move(const std::uint8_t* from, std::uint8_t* to, std::size_t length) noexcept {
+    return static_cast<std::uint8_t*>(memmove(to, from, length));
+}
+
+std::uint64_t scan_other_unit(const NQChar* units, std::size_t count, NQChar value) noexcept {
+    const std::size_t i = find_other(units, count, value);
+    return i == count ? NQ_NOT_FOUND : i;
+}
+
+std::int32_t are_units(const NQChar* units, std::size_t count, NQChar value) noexcept {
+    return find_other(units, count, value) == count;
 }
 
 std::uint64_t scan(const std::uint8_t* text, std::size_t length, std::uint8_t value) noexcept {
@@ -86,10 +108,14 @@ constinit const TextKernels kGenericTextKernels = {
     .to_lower = loops::to_lower,
     .map_ascii = loops::map_ascii,
     .map_ascii_units = loops::map_ascii_units,
+    .fill_bytes = fill_bytes,
+    .fill_units = fill_units,
+    .move = move,
     .find_other_byte = find_other<std::uint8_t>,
-    .find_other_unit = find_other<NQChar>,
     .find_unequal = loops::find_unequal,
-    .find_nan = loops::find_nan,
+    .scan_other_unit = scan_other_unit,
+    .are_units = are_units,
+    .has_nan = loops::has_nan,
     .scan = scan,
     .compare = compare,
     .find_pair = find_pair,

@@ -5,8 +5,12 @@
 
 #include <algorithm>
 
+#include "nqinstance/host/wrapping.hpp"
 #include "nqinstance/text/kernel_loops.hpp"
 #include "nqinstance/text/short_blocks.hpp"
+
+// The shortest ways of these end within the first cache lines.
+#define NQ_AT_LINE __attribute__((aligned(64)))
 
 namespace nq {
 namespace {
@@ -17,18 +21,6 @@ static_assert(sizeof(wchar_t) == sizeof(NQChar) && alignof(wchar_t) == alignof(N
 size_t find_other(const uint8_t* bytes, size_t length, uint8_t value) noexcept {
     if (length < kInlineBytes) return loops::find_other(bytes, length, value);
     return text_kernels().find_other_byte(bytes, length, value);
-}
-
-size_t find_other(const NQChar* units, size_t count, NQChar value) noexcept {
-    if (count < kInlineBytes / sizeof *units) return loops::find_other(units, count, value);
-    return text_kernels().find_other_unit(units, count, value);
-}
-
-template <class Element>
-uint64_t scan_for_other(const Element* elements, uint64_t count, Element value) noexcept {
-    if (!elements) return NQ_NOT_FOUND;
-    const uint64_t index = find_other(elements, count, value);
-    return index == count ? NQ_NOT_FOUND : index;
 }
 
 // Fills the target with the bytes before it, over and over. Everything copied so far is part of the
@@ -84,31 +76,35 @@ int32_t mwMemNot(uint8_t value, const void* bytes, uint64_t length) noexcept {
 }
 
 int32_t mwMemTNot(NQChar value, const NQChar* units, uint64_t count) noexcept {
-    return nq::find_other(units, count, value) == count;
-}
-
-void mwMemSet(void* bytes, uint8_t value, uint64_t length) noexcept {
-    if (length > nq::kShortBytes) {
-        memset(bytes, value, length);
-        return;
+    if (count < nq::kInlineBytes / sizeof value) {
+        return nq::loops::find_other(units, count, value) == count;
     }
-    nq::fill_short(static_cast<uint8_t*>(bytes), nq::word_of(value), length);
+    return NQ_KERNEL(are_units, units, count, value);
 }
 
-void mwMemTSet(NQChar* units, NQChar value, uint64_t count) noexcept {
-    if (count > nq::kShortBytes / sizeof value) {
-        wmemset(reinterpret_cast<wchar_t*>(units), static_cast<wchar_t>(value), count);
-        return;
-    }
-    const uint64_t pattern = static_cast<uint64_t>(value) << 32 | value;
-    nq::fill_short(reinterpret_cast<uint8_t*>(units), pattern, count * sizeof value);
+NQ_AT_LINE void mwMemSet(void* bytes, uint8_t value, uint64_t length) noexcept {
+    auto* to = static_cast<uint8_t*>(bytes);
+    if (length <= nq::kShortBytes) [[likely]]
+        return nq::fill_short(to, value, length);
+    if (length <= nq::kMiddleBytes) [[likely]]
+        return NQ_KERNEL(fill_bytes, to, value, length);
+    memset(bytes, value, length);
 }
 
-int32_t mwMemCmp(const void* a, const void* b, uint64_t length) noexcept {
+NQ_AT_LINE void mwMemTSet(NQChar* units, NQChar value, uint64_t count) noexcept {
+    if (count <= nq::kShortBytes / sizeof value) [[likely]]
+        return nq::fill_short(reinterpret_cast<uint8_t*>(units), value, count * sizeof value);
+    if (count <= nq::kMiddleBytes / sizeof value) [[likely]]
+        return NQ_KERNEL(fill_units, units, value, count);
+    wmemset(reinterpret_cast<wchar_t*>(units), static_cast<wchar_t>(value), count);
+}
+
+NQ_AT_LINE int32_t mwMemCmp(const void* a, const void* b, uint64_t length) noexcept {
     const auto* of_a = static_cast<const uint8_t*>(a);
     const auto* of_b = static_cast<const uint8_t*>(b);
-    if (length <= nq::kShortBytes) return nq::compare_short(of_a, of_b, length);
-    return nq::call_kernel<&nq::TextKernels::compare>(of_a, of_b, length);
+    if (length <= nq::kShortBytes) [[likely]]
+        return nq::compare_short(of_a, of_b, length);
+    return NQ_KERNEL(compare, of_a, of_b, length);
 }
 
 int32_t mwWMemCmp(const NQChar* a, const NQChar* b, uint64_t count) noexcept {
@@ -116,17 +112,27 @@ int32_t mwWMemCmp(const NQChar* a, const NQChar* b, uint64_t count) noexcept {
                                ? nq::loops::find_unequal(a, b, count)
                                : nq::text_kernels().find_unequal(a, b, count);
     if (index == count) return 0;
-    return static_cast<int32_t>(a[index] - b[index]) < 0 ? -1 : 1;
+    return static_cast<int32_t>(nq::wrapping_sub(a[index], b[index])) < 0 ? -1 : 1;
 }
 
-void* mwMemCpy(const void* source, void* target, uint64_t length) noexcept {
-    const auto distance = reinterpret_cast<uintptr_t>(target) - reinterpret_cast<uintptr_t>(source);
+NQ_AT_LINE void* mwMemCpy(const void* source, void* target, uint64_t length) noexcept {
+    const auto* from = static_cast<const uint8_t*>(source);
+    const auto distance =
+        nq::wrapping_sub(reinterpret_cast<uintptr_t>(target), reinterpret_cast<uintptr_t>(source));
+    // Behind the source's end, or wrapped around before its start: a move does the same.
+    if (length <= nq::kShortBytes) [[likely]] {
+        // In the register of the result from the start.
+        auto* to = nq::apart(static_cast<uint8_t*>(target));
+        if (distance < length) [[unlikely]]
+            return nq::repeat(to, distance, length);
+        nq::move_short(from, to, length);
+        return to;
+    }
     if (distance < length) [[unlikely]]
         return nq::repeat(target, distance, length);
-    // Behind the source's end, or wrapped around before its start: a move does the same.
-    if (length > nq::kShortBytes) return memmove(target, source, length);
-    nq::move_short(static_cast<const uint8_t*>(source), static_cast<uint8_t*>(target), length);
-    return target;
+    if (length <= nq::kMiddleBytes) [[likely]]
+        return NQ_KERNEL(move, from, static_cast<uint8_t*>(target), length);
+    return memmove(target, source, length);
 }
 
 void mwMemSCpy(const void* source, void* target, uint64_t length) noexcept {
@@ -140,24 +146,30 @@ void* mwMemDup(const void* source, uint64_t length, HostPool* pool) noexcept {
     return copy;
 }
 
-uint64_t mwMemScan(const void* bytes, uint64_t length, uint8_t value) noexcept {
+NQ_AT_LINE uint64_t mwMemScan(const void* bytes, uint64_t length, uint8_t value) noexcept {
     const auto* text = static_cast<const uint8_t*>(bytes);
     if (!text) return NQ_NOT_FOUND;
-    if (length <= nq::kShortBytes) return nq::scan_short(text, length, value);
-    return nq::call_kernel<&nq::TextKernels::scan>(text, length, value);
+    if (length <= nq::kShortBytes) [[likely]]
+        return nq::scan_short(text, length, value);
+    return NQ_KERNEL(scan, text, length, value);
 }
 
 uint64_t mwMemNScan(const void* bytes, uint64_t length, uint8_t value) noexcept {
-    return nq::scan_for_other(static_cast<const uint8_t*>(bytes), length, value);
+    if (!bytes) return NQ_NOT_FOUND;
+    const uint64_t index = nq::find_other(static_cast<const uint8_t*>(bytes), length, value);
+    return index == length ? NQ_NOT_FOUND : index;
 }
 
 uint64_t mwMemTNScan(const NQChar* units, uint64_t count, NQChar value) noexcept {
-    return nq::scan_for_other(units, count, value);
+    if (!units) return NQ_NOT_FOUND;
+    if (count < nq::kInlineBytes / sizeof value) {
+        const uint64_t index = nq::loops::find_other(units, count, value);
+        return index == count ? NQ_NOT_FOUND : index;
+    }
+    return NQ_KERNEL(scan_other_unit, units, count, value);
 }
 
 int32_t mwMissArray(const double* values, uint64_t count) noexcept {
-    const uint64_t index = count < nq::kInlineBytes / sizeof *values
-                               ? nq::loops::find_nan(values, count)
-                               : nq::text_kernels().find_nan(values, count);
-    return index != count;
+    if (count < nq::kInlineBytes / sizeof *values) return nq::loops::has_nan(values, count);
+    return NQ_KERNEL(has_nan, values, count);
 }

@@ -6,16 +6,16 @@
 #include <emmintrin.h>
 #endif
 
-// Texts of up to 64 bytes at once, in the caller, with what every processor of the platform has:
-// loads and stores of 8 or 16 bytes that may overlap.
+// Texts of up to 64 bytes, in the caller, with what every processor of the platform has: loads and
+// stores of 8 or 16 bytes that may overlap. A call takes no longer than five jumps, which is why
+// each function is laid out so that the lengths from 16 bytes on need none or one.
 namespace nq {
 
-inline constexpr std::size_t kShortBytes = 64;
+inline constexpr std::size_t kBlockBytes = 16;
+inline constexpr std::size_t kTwoBlocks = 2 * kBlockBytes;
+inline constexpr std::size_t kShortBytes = 4 * kBlockBytes;
 
-using Words = std::uint64_t __attribute__((vector_size(16)));
-struct Block {
-    Words words;
-};
+using Block = std::uint8_t __attribute__((vector_size(kBlockBytes)));
 
 template <class Word>
 inline Word load_as(const std::uint8_t* from) noexcept {
@@ -29,51 +29,78 @@ inline void store_as(std::uint8_t* to, Word word) noexcept {
     std::memcpy(to, &word, sizeof word);
 }
 
-inline Block both(std::uint64_t low, std::uint64_t high) noexcept { return {Words{low, high}}; }
+inline Block both(std::uint64_t low, std::uint64_t high) noexcept {
+    using Words = std::uint64_t __attribute__((vector_size(kBlockBytes)));
+    return reinterpret_cast<Block>(Words{low, high});
+}
 
-// The byte eight times.
+// The value in all of a word, and of a block.
 constexpr std::uint64_t word_of(std::uint8_t byte) noexcept {
     return std::uint64_t{0x0101010101010101} * byte;
 }
-
-inline Block splat(std::uint8_t byte) noexcept { return both(word_of(byte), word_of(byte)); }
-
-// One bit for each byte at which the blocks are equal.
-inline std::uint32_t equal_bytes(Block a, Block b) noexcept {
+constexpr std::uint64_t word_of(std::uint32_t unit) noexcept {
+    return std::uint64_t{unit} << 32 | unit;
+}
+inline Block block_of(std::uint64_t word) noexcept { return both(word, word); }
 #if defined(__SSE2__)
-    return static_cast<std::uint32_t>(_mm_movemask_epi8(
-        _mm_cmpeq_epi8(reinterpret_cast<__m128i>(a.words), reinterpret_cast<__m128i>(b.words))));
+inline Block block_of(std::uint8_t byte) noexcept {
+    return reinterpret_cast<Block>(_mm_set1_epi8(static_cast<char>(byte)));
+}
+inline Block block_of(std::uint32_t unit) noexcept {
+    return reinterpret_cast<Block>(_mm_set1_epi32(static_cast<int>(unit)));
+}
 #else
-    std::uint32_t equal = 0;
-    for (int word = 0; word < 2; ++word) {
-        for (int byte = 0; byte < 8; ++byte) {
-            const bool is_equal = ((a.words[word] ^ b.words[word]) >> 8 * byte & 0xFF) == 0;
-            equal |= std::uint32_t{is_equal} << (8 * word + byte);
-        }
+template <class Element>
+inline Block block_of(Element value) noexcept {
+    return block_of(word_of(value));
+}
+#endif
+
+// A result that the compiler does not take for the same as another way's, which would then be left
+// by a jump to that.
+template <class Result>
+inline Result apart(Result result) noexcept {
+    __asm__("" : "+r"(result));
+    return result;
+}
+
+// All ones in each byte at which the blocks are equal.
+inline Block equal_bytes(Block a, Block b) noexcept { return reinterpret_cast<Block>(a == b); }
+
+// One bit for the top bit of each byte.
+inline std::uint32_t top_bits(Block block) noexcept {
+#if defined(__SSE2__)
+    return static_cast<std::uint32_t>(_mm_movemask_epi8(reinterpret_cast<__m128i>(block)));
+#else
+    std::uint32_t bits = 0;
+    for (std::size_t byte = 0; byte < kBlockBytes; ++byte) {
+        bits |= std::uint32_t{block[byte]} >> 7 << byte;
     }
-    return equal;
+    return bits;
 #endif
 }
 
-// Fills at most kShortBytes with a pattern of 1, 2, 4 or 8 bytes, of which the length is a
-// multiple.
-inline void fill_short(std::uint8_t* to, std::uint64_t pattern, std::size_t length) noexcept {
-    if (length > 16) {
-        const Block block = both(pattern, pattern);
+// Fills at most kShortBytes, which are a multiple of the value's.
+template <class Element>
+inline void fill_short(std::uint8_t* to, Element value, std::size_t length) noexcept {
+    if (length > kTwoBlocks) [[likely]] {
+        const Block block = block_of(value);
         store_as(to, block);
-        store_as(to + length - 16, block);
-        if (length > 32) {
-            store_as(to + 16, block);
-            store_as(to + length - 32, block);
-        }
+        store_as(to + kBlockBytes, block);
+        store_as(to + length - kTwoBlocks, block);
+        store_as(to + length - kBlockBytes, block);
+    } else if (length >= kBlockBytes) [[likely]] {
+        const Block block = block_of(value);
+        store_as(to, block);
+        store_as(to + length - kBlockBytes, block);
     } else if (length >= 8) {
-        store_as(to, pattern);
-        store_as(to + length - 8, pattern);
+        store_as(to, word_of(value));
+        store_as(to + length - 8, word_of(value));
     } else if (length >= 4) {
-        store_as(to, static_cast<std::uint32_t>(pattern));
-        store_as(to + length - 4, static_cast<std::uint32_t>(pattern));
+        store_as(to, static_cast<std::uint32_t>(word_of(value)));
+        store_as(to + length - 4, static_cast<std::uint32_t>(word_of(value)));
     } else if (length > 0) {
-        to[0] = to[length / 2] = to[length - 1] = static_cast<std::uint8_t>(pattern);
+        to[0] = to[length / 2] = to[length - 1] = static_cast<std::uint8_t>(value);
     }
 }
 
@@ -87,17 +114,17 @@ inline void move_ends(const std::uint8_t* from, std::uint8_t* to, std::size_t le
 
 // Copies at most kShortBytes as through a buffer in between.
 inline void move_short(const std::uint8_t* from, std::uint8_t* to, std::size_t length) noexcept {
-    if (length > 16) {
-        const Block first = load_as<Block>(from);
-        const Block last = load_as<Block>(from + length - 16);
-        if (length > 32) {
-            const Block second = load_as<Block>(from + 16);
-            const Block third = load_as<Block>(from + length - 32);
-            store_as(to + 16, second);
-            store_as(to + length - 32, third);
-        }
-        store_as(to, first);
-        store_as(to + length - 16, last);
+    if (length > kTwoBlocks) [[likely]] {
+        const std::size_t last = length - kBlockBytes;
+        const Block blocks[] = {load_as<Block>(from), load_as<Block>(from + kBlockBytes),
+                                load_as<Block>(from + last - kBlockBytes),
+                                load_as<Block>(from + last)};
+        store_as(to, blocks[0]);
+        store_as(to + kBlockBytes, blocks[1]);
+        store_as(to + last - kBlockBytes, blocks[2]);
+        store_as(to + last, blocks[3]);
+    } else if (length >= kBlockBytes) [[likely]] {
+        move_ends<Block>(from, to, length);
     } else if (length >= 8) {
         move_ends<std::uint64_t>(from, to, length);
     } else if (length >= 4) {
@@ -130,13 +157,20 @@ inline std::int32_t order_of(std::uint64_t a, std::uint64_t b) noexcept {
 // Compares at most kShortBytes: -1, 0 or 1.
 inline std::int32_t compare_short(const std::uint8_t* a, const std::uint8_t* b,
                                   std::size_t length) noexcept {
-    if (length > 16) {
-        const auto differ = [=](std::size_t at) {
-            return equal_bytes(load_as<Block>(a + at), load_as<Block>(b + at)) ^ 0xFFFF;
+    if (length >= kBlockBytes) [[likely]] {
+        const auto equal = [=](std::size_t at) {
+            return equal_bytes(load_as<Block>(a + at), load_as<Block>(b + at));
         };
-        std::uint32_t any = differ(0) | differ(length - 16);
-        if (length > 32) any |= differ(16) | differ(length - 32);
-        return any == 0 ? 0 : first_order(a, b, length);
+        const Block ends = equal(0) & equal(length - kBlockBytes);
+        if (length <= kTwoBlocks) [[likely]] {
+            if (top_bits(ends) != 0xFFFF) [[unlikely]]
+                return first_order(a, b, length);
+            return apart(0);
+        }
+        const Block all = ends & equal(kBlockBytes) & equal(length - kTwoBlocks);
+        if (top_bits(all) != 0xFFFF) [[unlikely]]
+            return first_order(a, b, length);
+        return apart(0);
     }
     if (length >= 8) {
         const std::size_t last = length - 8;
@@ -168,30 +202,32 @@ inline std::uint64_t scan_short(const std::uint8_t* bytes, std::size_t length,
                                 std::uint8_t value) noexcept {
     constexpr std::uint64_t kNone = ~std::uint64_t{0};
     const auto lowest = [](auto bits) { return static_cast<std::uint64_t>(__builtin_ctzll(bits)); };
-    if (length > 16) {
-        const Block wanted = splat(value);
-        const std::size_t last = length - 16;
-        const std::uint32_t at_start = equal_bytes(load_as<Block>(bytes), wanted);
-        const std::uint64_t at_end = equal_bytes(load_as<Block>(bytes + last), wanted);
-        if (length <= 32) {
-            if (at_start) return lowest(at_start);
-            return at_end ? last + lowest(at_end) : kNone;
+    if (length >= kBlockBytes) [[likely]] {
+        const Block wanted = block_of(value);
+        const auto equal = [=](std::size_t at) {
+            return equal_bytes(load_as<Block>(bytes + at), wanted);
+        };
+        const std::size_t last = length - kBlockBytes;
+        const Block ends = equal(0) | equal(last);
+        if (length <= kTwoBlocks) [[likely]] {
+            if (top_bits(ends) == 0) [[likely]]
+                return apart(kNone);
+        } else if (top_bits(ends | equal(kBlockBytes) | equal(last - kBlockBytes)) == 0)
+            [[likely]] {
+            return apart(kNone);
         }
-        const std::uint32_t second = equal_bytes(load_as<Block>(bytes + 16), wanted);
-        const std::uint64_t third = equal_bytes(load_as<Block>(bytes + last - 16), wanted);
-        const std::uint32_t first_half = at_start | second << 16;
-        if (first_half) return lowest(first_half);
-        const std::uint64_t second_half = third | at_end << 16;
-        return second_half ? last - 16 + lowest(second_half) : kNone;
+        for (std::size_t at = 0;; at = at + kBlockBytes < last ? at + kBlockBytes : last) {
+            if (const std::uint32_t found = top_bits(equal(at))) return at + lowest(found);
+        }
     }
     if (length >= 8) {
         const std::size_t last = length - 8;
-        const std::uint32_t found =
+        const std::uint32_t found = top_bits(
             equal_bytes(both(load_as<std::uint64_t>(bytes), load_as<std::uint64_t>(bytes + last)),
-                        splat(value));
+                        block_of(value)));
         if (found == 0) return kNone;
         const std::uint64_t index = lowest(found);
-        return index < 8 ? index : last - 8 + index;
+        return index < 8 ? index : last + index - 8;
     }
     for (std::size_t i = 0; i < length; ++i) {
         if (bytes[i] == value) return i;

@@ -1,4 +1,5 @@
 #if defined(__x86_64__)
+#include "nqinstance/host/wrapping.hpp"
 #include "nqinstance/text/avx2.hpp"
 
 namespace nq::avx2 {
@@ -19,8 +20,9 @@ NQ_AVX2_INLINE std::uint32_t units_of_kind(Bytes units, std::uint32_t kind) noex
 NQ_AVX2_INLINE Bytes join_pairs(__m128i units, __m128i next) noexcept {
     const Bytes first = _mm256_cvtepu16_epi32(units);
     const Bytes second = _mm256_cvtepu16_epi32(next);
-    const Bytes pair = _mm256_add_epi32(_mm256_add_epi32(_mm256_slli_epi32(first, 10), second),
-                                        all_units(0x10000u - (0xD800u << 10) - 0xDC00u));
+    const Bytes pair =
+        _mm256_add_epi32(_mm256_add_epi32(_mm256_slli_epi32(first, 10), second),
+                         all_units(wrapping_sub(0x10000u, (0xD800u << 10) + 0xDC00u)));
     const Bytes is_high =
         _mm256_cmpeq_epi32(_mm256_and_si256(first, all_units(0xFC00)), all_units(0xD800));
     return _mm256_blendv_epi8(first, pair, is_high);

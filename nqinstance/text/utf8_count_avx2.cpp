@@ -1,4 +1,5 @@
 #if defined(__x86_64__)
+#include "nqinstance/host/wrapping.hpp"
 #include "nqinstance/text/avx2.hpp"
 
 namespace nq::avx2 {
@@ -150,11 +151,14 @@ NQ_AVX2_INLINE bool is_ascii_stretch(const std::uint8_t* text) noexcept {
     return top_bits(all) == 0;
 }
 
-NQ_AVX2_INLINE std::uint64_t sum_of_bytes(Bytes bytes) noexcept {
-    const Bytes sums = _mm256_sad_epu8(bytes, _mm256_setzero_si256());
+NQ_AVX2_INLINE std::uint64_t sum_of_words(Bytes words) noexcept {
     const __m128i two =
-        _mm_add_epi64(_mm256_castsi256_si128(sums), _mm256_extracti128_si256(sums, 1));
+        _mm_add_epi64(_mm256_castsi256_si128(words), _mm256_extracti128_si256(words, 1));
     return static_cast<std::uint64_t>(_mm_cvtsi128_si64(two) + _mm_extract_epi64(two, 1));
+}
+
+NQ_AVX2_INLINE std::uint64_t sum_of_bytes(Bytes bytes) noexcept {
+    return sum_of_words(_mm256_sad_epu8(bytes, _mm256_setzero_si256()));
 }
 
 // Whether steps and characters are the same in a stretch, and how many bytes do not start one.
@@ -173,8 +177,15 @@ NQ_AVX2_INLINE std::uint64_t taken_in_block(const std::uint8_t* text) noexcept {
     return bits_set(taken_bits(load(text - 32), load_block(text)));
 }
 
-// How many bytes of a stretch belong to characters that start before them. `is_whole` tells whether
-// the bytes before are known to be whole, and then whether these are.
+// How many bytes of a stretch belong to characters that start before them.
+NQ_AVX2_INLINE std::uint64_t taken_in_blocks(const std::uint8_t* text) noexcept {
+    std::uint64_t taken = 0;
+    for (std::uint64_t i = 0; i < kStretch; i += 64) taken += taken_in_block(text + i);
+    return taken;
+}
+
+// The same; `is_whole` tells whether the bytes before are known to be whole, and then whether these
+// are.
 NQ_AVX2_INLINE std::uint64_t taken_in_stretch(const std::uint8_t* text, bool& is_whole) noexcept {
     const bool was_whole = is_whole;
     is_whole = true;
@@ -182,20 +193,60 @@ NQ_AVX2_INLINE std::uint64_t taken_in_stretch(const std::uint8_t* text, bool& is
     const Stretch stretch = examine(text);
     is_whole = stretch.is_whole;
     if (__builtin_expect(is_whole && was_whole, 1)) return sum_of_bytes(stretch.tails);
+    return taken_in_blocks(text);
+}
+
+// The same for all stretches of a text, with at least 32 bytes before it. ASCII is looked for only
+// where it was last, and the counts stay in a register.
+NQ_AVX2_INLINE std::uint64_t taken_in_stretches(const std::uint8_t* text,
+                                                std::size_t stretches) noexcept {
     std::uint64_t taken = 0;
-    for (std::uint64_t i = 0; i < kStretch; i += 64) taken += taken_in_block(text + i);
-    return taken;
+    Bytes in_whole = _mm256_setzero_si256();
+    bool was_whole = false;
+    bool was_ascii = true;
+    for (; stretches > 0; --stretches, text += kStretch) {
+        if (was_ascii && is_ascii_stretch(text)) {
+            was_whole = true;
+            continue;
+        }
+        const Stretch stretch = examine(text);
+        if (__builtin_expect(stretch.is_whole && was_whole, 1)) {
+            const Bytes sums = _mm256_sad_epu8(stretch.tails, _mm256_setzero_si256());
+            in_whole = _mm256_add_epi64(in_whole, sums);
+            was_ascii = _mm256_testz_si256(sums, sums);
+        } else {
+            taken += taken_in_blocks(text);
+            was_whole = stretch.is_whole;
+            was_ascii = false;
+        }
+    }
+    return taken + sum_of_words(in_whole);
 }
 
 }  // namespace
+
+// From here on a start that is not aligned costs more than a look at a block.
+constexpr std::size_t kLong = 1024;
 
 NQ_AVX2 std::uint64_t count_characters(const std::uint8_t* text, std::size_t length) noexcept {
     const Bytes nothing = _mm256_setzero_si256();
     if (length < 64) return length - bits_set(taken_bits(nothing, load_part(text, length)));
     std::uint64_t taken = bits_set(taken_bits(nothing, load_block(text)));
     std::size_t i = 64;
-    bool is_whole = false;
-    for (; length - i >= kStretch; i += kStretch) taken += taken_in_stretch(text + i, is_whole);
+    if (length >= kLong) {
+        // On to where fewer loads lie across two cache lines.
+        const std::size_t more =
+            wrapping_sub(std::uintptr_t{0}, reinterpret_cast<std::uintptr_t>(text + i)) % 32;
+        taken += taken_in_block(text + i);
+        i += 64;
+        taken +=
+            bits_set(taken_bits(load(text + i + more - 96), load_block(text + i + more - 64)) >>
+                     1 >> (63 - more));
+        i += more;
+    }
+    const std::size_t stretches = (length - i) / kStretch;
+    taken += taken_in_stretches(text + i, stretches);
+    i += stretches * kStretch;
     for (; length - i >= 64; i += 64) taken += taken_in_block(text + i);
     if (i < length) {
         // The last block overlaps what is counted. Without one before it, it has few bytes that

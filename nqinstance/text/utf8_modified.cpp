@@ -1,5 +1,6 @@
 #include "nqinstance/text/utf8_modified.h"
 
+#include "nqinstance/host/wrapping.hpp"
 #include "nqinstance/text/utf8_count.hpp"
 #include "nqinstance/text/utf8_strings.h"
 #include "nqinstance/text/utf_codec.hpp"
@@ -31,7 +32,7 @@ bool is_complete(const uint8_t* text, uint64_t size) noexcept {
 }
 
 bool has_zero(uint64_t eight) noexcept {
-    return ((eight - 0x0101010101010101) & ~eight & 0x8080808080808080) != 0;
+    return (wrapping_sub(eight, uint64_t{0x0101010101010101}) & ~eight & 0x8080808080808080) != 0;
 }
 
 bool is_ascii(uint64_t eight) noexcept { return (eight & 0x8080808080808080) == 0; }
@@ -100,7 +101,8 @@ struct Encoding {
         }
         const uint64_t size = character_size(text.bytes, text.length);
         if (!has_pairs || size != 4 || !is_complete(text.bytes, size)) return replacement(size);
-        const NQChar offset = decode_utf8(text.bytes, size).code_point - 0x10000;
+        const NQChar offset =
+            wrapping_sub(decode_utf8(text.bytes, size).code_point, NQChar{0x10000});
         Piece pair{.taken = 4, .bytes = {}, .size = sizeof pair.bytes, .is_replacement = false};
         encode_utf8(0xD800 | (offset >> 10 & 0x3FF), pair.bytes, kSurrogateBytes);
         encode_utf8(0xDC00 | (offset & 0x3FF), pair.bytes + kSurrogateBytes, kSurrogateBytes);

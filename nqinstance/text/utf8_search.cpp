@@ -119,20 +119,74 @@ Places rarest_places(Text needle, Text haystack) noexcept {
     return places;
 }
 
-// Looks at places that have two of the needle's bytes. Such places may be dense and each of them
-// long to compare; once that has cost more than it should, the two-way search goes on.
+// Finds the next place that has two of the needle's bytes. A text in which the rarer one is hardly
+// there, such as one in another script, is scanned for that one alone, which takes half the time.
+class Candidates {
+  public:
+    Candidates(Text haystack, Text needle) noexcept
+        : haystack_(haystack.bytes),
+          places_(rarest_places(needle, haystack)),
+          first_(needle.bytes[places_.first]),
+          second_(needle.bytes[places_.second]),
+          positions_(haystack.length - needle.length + 1) {}
+
+    // From `at` on; positions() when there is none.
+    uint64_t next(uint64_t at) noexcept {
+        while (at < positions_) {
+            if (is_sparse_) {
+                const uint64_t found = next_rarer(at);
+                is_sparse_ = found - at >= kSparse;
+                at = found;
+                if (is_sparse_ && (at == positions_ || is_pair(at))) break;
+                at += is_sparse_;
+            } else {
+                const uint64_t most = std::min(positions_ - at, kStretch);
+                const uint64_t index =
+                    kernels_.find_pair(haystack_ + at + places_.first, most,
+                                       places_.second - places_.first, first_, second_);
+                at += index;
+                if (index < most) break;
+                is_sparse_ = true;  // as far as the next look tells
+            }
+        }
+        return at;
+    }
+    uint64_t positions() const noexcept { return positions_; }
+
+  private:
+    static constexpr uint64_t kSparse = 1024;
+    static constexpr uint64_t kStretch = 16384;
+
+    uint64_t next_rarer(uint64_t at) const noexcept {
+        const bool is_first = kCommonness[first_] <= kCommonness[second_];
+        const uint64_t index =
+            mwMemScan(haystack_ + at + (is_first ? places_.first : places_.second), positions_ - at,
+                      is_first ? first_ : second_);
+        return index == NQ_NOT_FOUND ? positions_ : at + index;
+    }
+    bool is_pair(uint64_t at) const noexcept {
+        return haystack_[at + places_.first] == first_ && haystack_[at + places_.second] == second_;
+    }
+
+    const TextKernels& kernels_ = text_kernels();
+    const uint8_t* const haystack_;
+    const Places places_;
+    const uint8_t first_;
+    const uint8_t second_;
+    const uint64_t positions_;
+    bool is_sparse_ = positions_ >= kSparse;
+};
+
+// Looks at the candidates. They may be dense and each of them long to compare; once that has cost
+// more than it should, the two-way search goes on.
 template <class IsWanted>
 uint64_t find(Text haystack, Text needle, IsWanted is_wanted) noexcept {
     constexpr uint64_t kAllowance = 4096;
-    const TextKernels& kernels = text_kernels();
-    const Places places = rarest_places(needle, haystack);
-    const uint8_t first = needle.bytes[places.first];
-    const uint8_t second = needle.bytes[places.second];
-    const uint64_t positions = haystack.length - needle.length + 1;
+    Candidates candidates(haystack, needle);
+    const uint64_t positions = candidates.positions();
     uint64_t cost = 0;
     for (uint64_t at = 0; at < positions; ++at) {
-        at += kernels.find_pair(haystack.bytes + at + places.first, positions - at,
-                                places.second - places.first, first, second);
+        at = candidates.next(at);
         if (at == positions) break;
         const uint64_t head = std::min<uint64_t>(needle.length, 64);
         if (memcmp(haystack.bytes + at, needle.bytes, head) == 0) {

@@ -1,4 +1,5 @@
 #if defined(__x86_64__)
+#include "nqinstance/host/wrapping.hpp"
 #include "nqinstance/text/avx2.hpp"
 
 namespace nq::avx2 {
@@ -91,7 +92,7 @@ NQ_AVX2_INLINE void decode_short(const std::uint8_t* source, std::uint64_t start
 // The positions of the first four bits set in the low 16 bits, a nibble each.
 NQ_AVX2_INLINE std::uint64_t first_four(std::uint64_t bits) noexcept {
     const std::uint64_t spread = _pdep_u64(bits, 0x1111111111111111);
-    return _pext_u64(0xFEDCBA9876543210, (spread << 4) - spread) & 0xFFFF;
+    return _pext_u64(0xFEDCBA9876543210, wrapping_sub(spread << 4, spread)) & 0xFFFF;
 }
 
 // A block of any characters, eight at a time, four of them in each half of a register. Where fewer
@@ -131,7 +132,7 @@ NQ_AVX2_INLINE void decode_any(const std::uint8_t* source, std::uint64_t starts,
             _mm256_srlv_epi32(all_units(0x1FFFFF), _mm256_shuffle_epi8(excess, by_lead)));
         store_units<kOut>(target, units, swap);
         target += 32;
-        starts &= 0 - ninth;
+        starts &= wrapping_sub(std::uint64_t{0}, ninth);
     }
 }
 

@@ -111,8 +111,11 @@ constexpr std::uint32_t utf8_size(NQChar code_point) noexcept {
 
 // Store a code point that takes two, three or four bytes, for which there is room. From U+200000 up
 // the high bits overflow into the mark of the lead.
+constexpr std::uint32_t two_bytes_of(NQChar code_point) noexcept {
+    return (0x80C0 | code_point >> 6) | (code_point & 0x3F) << 8;
+}
 inline void encode_two(NQChar code_point, std::uint8_t* target) noexcept {
-    store16(target, (0x80C0 | code_point >> 6) | (code_point & 0x3F) << 8, ByteOrder::little);
+    store16(target, two_bytes_of(code_point), ByteOrder::little);
 }
 inline void encode_three(NQChar code_point, std::uint8_t* target) noexcept {
     store16(target, (0x80E0 | code_point >> 12) | (code_point & 0xFC0) << 2, ByteOrder::little);

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "nqinstance/host/wrapping.hpp"
 #include "nqinstance/text/kernel_loops.hpp"
 #include "nqinstance/text/utf.h"
 
@@ -39,8 +40,8 @@ Routine recognise(NQUtfWriter writer) noexcept {
 
 bool overlap(const uint8_t* source, uint64_t source_bytes, const uint8_t* target,
              uint64_t capacity) noexcept {
-    const auto distance = reinterpret_cast<uintptr_t>(target) - reinterpret_cast<uintptr_t>(source);
-    return distance < source_bytes || 0 - distance < capacity;
+    const auto from = reinterpret_cast<uintptr_t>(source), to = reinterpret_cast<uintptr_t>(target);
+    return wrapping_sub(to, from) < source_bytes || wrapping_sub(from, to) < capacity;
 }
 
 void copy_units(Cursor& cursor, ByteOrder in, ByteOrder out) noexcept {
@@ -100,7 +101,7 @@ uint64_t read_each(Cursor at, NQUtfReader reader, NQUtfWriter writer, uint64_t c
         const uint64_t taken = std::min(consumed, at.left);
         *status = writer(code_point, at.target, capacity, &written);
         if (*status) break;
-        capacity -= consumed;
+        capacity = wrapping_sub(capacity, consumed);
         loops::advance(at, taken, 4);
         produced += 4;
     }

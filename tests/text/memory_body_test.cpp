@@ -196,6 +196,63 @@ TEST_P(MemoryBody, SetsStoreInTheRangeOnly) {
         [](NQChar& unit) { unit = 0x89ABCDEF; });
 }
 
+TEST_P(MemoryBody, CopiesStoreInTheRangeOnly) {
+    const auto copy = NQ_UNDER_TEST(mwMemCpy);
+    const auto safe_copy = NQ_UNDER_TEST(mwMemSCpy);
+    std::vector<std::uint8_t> all(kRoom);
+    for (std::size_t i = 0; i < all.size(); ++i) {
+        all[i] = static_cast<std::uint8_t>(i * 31 + (i >> 8));
+    }
+    for (const std::size_t length : lengths()) {
+        // Ends with its memory, so that a sanitizer sees one byte too many.
+        const std::vector<std::uint8_t> source(all.begin(),
+                                               all.begin() + static_cast<std::ptrdiff_t>(length));
+        for (const bool is_safe : {false, true}) {
+            at_each_place<std::uint8_t>(length, [&](std::uint8_t* start) {
+                const auto outside = around(start, length);
+                std::ranges::fill(outside, std::uint8_t{0xEE});
+                if (is_safe) {
+                    safe_copy(source.data(), start, length);
+                } else {
+                    ASSERT_EQ(copy(source.data(), start, length), start);
+                }
+                ASSERT_TRUE(std::equal(source.begin(), source.end(), start)) << length;
+                const auto is_filler = [](std::uint8_t byte) { return byte == 0xEE; };
+                ASSERT_TRUE(std::all_of(outside.data(), start, is_filler)) << length;
+                ASSERT_TRUE(std::all_of(start + length, outside.data() + outside.size(), is_filler))
+                    << length;
+            });
+        }
+    }
+}
+
+TEST_P(MemoryBody, CopiesWithinAnArrayAreForwardLoopsOrMoves) {
+    const auto copy = NQ_UNDER_TEST(mwMemCpy);
+    const auto safe_copy = NQ_UNDER_TEST(mwMemSCpy);
+    constexpr std::size_t kOffsets[] = {0,  1,  2,  7,   8,   15,  16,  17,  31,  32, 33,
+                                        63, 64, 65, 100, 127, 128, 160, 200, 255, 256};
+    std::vector<std::uint8_t> before(600);
+    for (std::size_t i = 0; i < before.size(); ++i) before[i] = static_cast<std::uint8_t>(i * 7);
+    for (std::size_t length = 0; length <= 300; ++length) {
+        for (const std::size_t from : kOffsets) {
+            for (const std::size_t to : kOffsets) {
+                std::vector<std::uint8_t> looped = before;
+                for (std::size_t i = 0; i < length; ++i) looped[to + i] = looped[from + i];
+                std::vector<std::uint8_t> copied = before;
+                copy(copied.data() + from, copied.data() + to, length);
+                ASSERT_EQ(copied, looped) << length << " from " << from << " to " << to;
+
+                std::vector<std::uint8_t> moved = before;
+                std::copy_n(before.begin() + static_cast<std::ptrdiff_t>(from), length,
+                            moved.begin() + static_cast<std::ptrdiff_t>(to));
+                copied = before;
+                safe_copy(copied.data() + from, copied.data() + to, length);
+                ASSERT_EQ(copied, moved) << length << " from " << from << " to " << to;
+            }
+        }
+    }
+}
+
 TEST_P(MemoryBody, ComparesAreDecidedByTheFirstDifference) {
     const auto compare = NQ_UNDER_TEST(mwMemCmp);
     const auto compare_units = NQ_UNDER_TEST(mwWMemCmp);
