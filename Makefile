@@ -2,13 +2,16 @@
 FILE ?= examples/service.conf
 SECONDS ?= 30
 
-.PHONY: run test bench fuzz setup build clean
+.PHONY: run test soak bench fuzz setup build clean
 
 run: build
 	@build/release/bin/nqtool json "$(FILE)"
 
 test: setup
 	@tests/run.sh
+
+soak: setup
+	@tests/soak/run.sh
 
 bench: setup
 	@bench/run.sh

@@ -49,7 +49,6 @@ struct InstanceApi {
     NQStatus (*readLine)(NQTextReader*, NQU8String** line) NQ_NOEXCEPT;
     NQDateTime* (*createDateTime)(InstanceApi*, HostPool*, double, NQStatus*) NQ_NOEXCEPT;
 
-    /* Validation: these words are null until the library carries it. */
     NQStatus (*validate)(InstanceHeader*, NQDictionary* definition, uint32_t* validationStatus,
                          ValidationRun*) NQ_NOEXCEPT;
     NQStatus (*validateU8)(NQInstJsonApi*, InstanceHeader*, const char* definitionText,

@@ -4,13 +4,13 @@
 
 #include <new>
 
-#include "nqinstance/core/instance.hpp"
+#include "nqinstance/core/kinds.hpp"
 #include "nqinstance/host/held.hpp"
 
 namespace nq {
 namespace {
 
-constexpr InstanceKind kDataKind{"NQData", nqDataDestroy, nullptr, nqDataClone};
+constexpr InstanceKind kDataKind{type_name(Kind::kData), nqDataDestroy, nullptr, nqDataClone};
 
 // An empty blob that owns nothing, or null.
 NQData* create_empty(InstanceApi* api, HostPool* pool) noexcept {

@@ -2,8 +2,9 @@
 
 #include <new>
 
-#include "nqinstance/core/instance.hpp"
+#include "nqinstance/core/kinds.hpp"
 #include "nqinstance/host/units.hpp"
+#include "nqinstance/host/wrapping.hpp"
 
 namespace nq {
 namespace {
@@ -31,7 +32,7 @@ constexpr int32_t days_in_year(int32_t year) noexcept { return is_leap(year) ? 3
 
 // Products of integers are 32-bit and wrap for fields far outside their range.
 constexpr double product(int32_t count, uint32_t seconds) noexcept {
-    return static_cast<int32_t>(static_cast<uint32_t>(count) * seconds);
+    return static_cast<int32_t>(wrapping_mul(static_cast<uint32_t>(count), seconds));
 }
 
 // Days of the whole years between the epoch and `year`; before 1960 without `year` itself.
@@ -114,15 +115,15 @@ NQStatus destroy(InstanceHeader* instance) noexcept {
     return NQ_STATUS_OK;
 }
 
-constexpr InstanceKind kDateKind{"NQCalendarDateInstance", nqInstanceDateDestroy, nullptr,
+constexpr InstanceKind kDateKind{type_name(Kind::kCalendarDate), nqInstanceDateDestroy, nullptr,
                                  nqInstanceCalendarDateClone};
-constexpr InstanceKind kTimeKind{"NQTimeInstance", nqInstanceTimeDestroy, nullptr,
+constexpr InstanceKind kTimeKind{type_name(Kind::kTime), nqInstanceTimeDestroy, nullptr,
                                  nqInstanceTimeClone};
-constexpr InstanceKind kCalendarDateTimeKind{"NQCalendarDateTimeInstance",
+constexpr InstanceKind kCalendarDateTimeKind{type_name(Kind::kCalendarDateTime),
                                              nqInstanceCalendarDateTimeDestroy, nullptr,
                                              nqInstanceCalendarDateTimeClone};
 // This type name really ends in "Name", unlike its siblings.
-constexpr InstanceKind kDateTimeKind{"NQDateTimeInstanceName", nqInstanceDateTimeDestroy, nullptr,
+constexpr InstanceKind kDateTimeKind{type_name(Kind::kDateTime), nqInstanceDateTimeDestroy, nullptr,
                                      nqInstanceDateTimeClone};
 
 }  // namespace
@@ -217,7 +218,8 @@ double nqTimeGetDate(NQTime* time) noexcept {
 }
 
 double nqCalDateTimeGetDate(NQCalendarDateTime* both) noexcept {
-    const int32_t months_before = static_cast<int32_t>(static_cast<uint32_t>(both->month) - 1u);
+    const int32_t months_before =
+        static_cast<int32_t>(nq::wrapping_sub(static_cast<uint32_t>(both->month), 1u));
     return nq::clock_seconds(both->hour, both->minute, both->second, both->millisecond) +
            nq::calendar_seconds(both->year, months_before, both->day) +
            nq::zone_seconds(both->zoneOffset, both->hasZoneOffset);

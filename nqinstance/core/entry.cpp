@@ -4,6 +4,8 @@
 #include "nqinstance/core/api.h"
 #include "nqinstance/host/units.hpp"
 #include "nqinstance/json/json_writer.h"
+#include "nqinstance/validate/definition.h"
+#include "nqinstance/validate/validation.h"
 
 HostKernel* Exported_NQHandle = nullptr;
 
@@ -12,8 +14,7 @@ namespace {
 
 constexpr auto kRegisteredName = units("nqinstance.handle");
 
-// Every word but the pool and those that setConfOps fills. The validation words are null: the
-// library carries no validation yet.
+// Every word but the pool and those that setConfOps fills.
 constexpr InstanceApi kOperations{
     .magic = NQ_MAGIC,
     .zero_1_to_2 = {},
@@ -44,15 +45,15 @@ constexpr InstanceApi kOperations{
     .openTextReader = nullptr,
     .readLine = nullptr,
     .createDateTime = nqInstanceCreateDateTime,
-    .validate = nullptr,
-    .validateU8 = nullptr,
-    .isDefinitionType = nullptr,
-    .typeForDefinition = nullptr,
-    .startValidate = nullptr,
-    .typeForInstance = nullptr,
+    .validate = nqInstanceValidate,
+    .validateU8 = nqInstanceValidateU8,
+    .isDefinitionType = nqInstanceIsDefinitionType,
+    .typeForDefinition = jsonTypeForDefinition,
+    .startValidate = nqInstanceStartValidate,
+    .typeForInstance = jsonTypeForInstance,
     .cloneRefused = cloneInstance,
     .createClone = nqInstanceCreateClone,
-    .validateData = nullptr,
+    .validateData = nqInstanceValidateData,
     .toJSON2 = nqInstanceToJSON2,
 };
 

@@ -1,34 +1,35 @@
 #include "nqinstance/core/instance.hpp"
 
-#include <string.h>
-
 #include <atomic>
 #include <new>
+
+#include "nqinstance/core/kinds.hpp"
+#include "nqinstance/host/wrapping.hpp"
+#include "nqinstance/validate/numeric.h"
 
 namespace nq {
 namespace {
 
 using RefCount = std::atomic_ref<uint64_t>;
 
-constexpr const char kHandleTypeName[] = "NQHandleInstance";
-
 // What a scalar's create and clone operations need to know of it. The characters refuse to be
 // cloned through their header on purpose.
 template <class Instance>
 struct ScalarTraits;
 
-#define NQ_SCALAR(Instance, name, clone_word)                                                  \
+#define NQ_SCALAR(Instance, kind_name, validate_word, clone_word)                              \
     template <>                                                                                \
     struct ScalarTraits<Instance> {                                                            \
-        static constexpr InstanceKind kind{name, nqHandleNumericDestroy, nullptr, clone_word}; \
+        static constexpr InstanceKind kind{type_name(Kind::kind_name), nqHandleNumericDestroy, \
+                                           validate_word, clone_word};                         \
     };
-NQ_SCALAR(NQBooleanInstance, "NQBooleanInstance", nqInstanceCloneBoolean)
-NQ_SCALAR(NQInt32Instance, "NQInt32Instance", nqInstanceCloneInt32)
-NQ_SCALAR(NQInt64Instance, "NQInt64Instance", nqInstanceCloneInt64)
-NQ_SCALAR(NQUInt32Instance, "NQUInt32Instance", nqInstanceCloneUInt32)
-NQ_SCALAR(NQUInt64Instance, "NQUInt64Instance", nqInstanceCloneUInt64)
-NQ_SCALAR(NQDoubleInstance, "NQDoubleInstance", nqInstanceCloneDouble)
-NQ_SCALAR(NQCharInstance, "NQCharInstance", nullptr)
+NQ_SCALAR(NQBooleanInstance, kBoolean, nullptr, nqInstanceCloneBoolean)
+NQ_SCALAR(NQInt32Instance, kInt32, nqInstanceValidateInt32, nqInstanceCloneInt32)
+NQ_SCALAR(NQInt64Instance, kInt64, nqInstanceValidateInt64, nqInstanceCloneInt64)
+NQ_SCALAR(NQUInt32Instance, kUInt32, nqInstanceValidateUInt32, nqInstanceCloneUInt32)
+NQ_SCALAR(NQUInt64Instance, kUInt64, nqInstanceValidateUInt64, nqInstanceCloneUInt64)
+NQ_SCALAR(NQDoubleInstance, kDouble, nqInstanceValidateDouble, nqInstanceCloneDouble)
+NQ_SCALAR(NQCharInstance, kChar, nullptr, nullptr)
 #undef NQ_SCALAR
 
 constexpr InstanceKind kHandleKind{kHandleTypeName, nqHandleInstanceDestroy, nullptr, nullptr};
@@ -92,14 +93,14 @@ NQHandleInstance* nqInstanceHandleCreate(InstanceApi* api, HostPool* pool, NQHan
     return instance;
 }
 
-#define NQ_SCALAR_OPERATIONS(Kind, Instance, Value)                                           \
-    Instance* nqInstanceCreate##Kind(InstanceApi* api, HostPool* pool, Value value,           \
-                                     NQStatus* status) noexcept {                             \
-        return nq::create_scalar<Instance>(api, pool, value, status);                         \
-    }                                                                                         \
-    NQStatus nqInstanceClone##Kind(InstanceHeader* source, HostPool* pool, uint32_t,          \
-                                   InstanceHeader** out) noexcept {                           \
-        return nq::clone_scalar<Instance>(source, pool, out);                                 \
+#define NQ_SCALAR_OPERATIONS(Kind, Instance, Value)                                  \
+    Instance* nqInstanceCreate##Kind(InstanceApi* api, HostPool* pool, Value value,  \
+                                     NQStatus* status) noexcept {                    \
+        return nq::create_scalar<Instance>(api, pool, value, status);                \
+    }                                                                                \
+    NQStatus nqInstanceClone##Kind(InstanceHeader* source, HostPool* pool, uint32_t, \
+                                   InstanceHeader** out) noexcept {                  \
+        return nq::clone_scalar<Instance>(source, pool, out);                        \
     }
 NQ_SCALAR_OPERATIONS(Boolean, NQBooleanInstance, uint8_t)
 NQ_SCALAR_OPERATIONS(Int32, NQInt32Instance, int32_t)
@@ -141,8 +142,8 @@ NQStatus nqInstanceDestroy(void* object) noexcept {
         instance->destroyHook(instance);
         return NQ_STATUS_OK;
     }
-    while (!count.compare_exchange_weak(held, held - 1, std::memory_order_acq_rel,
-                                        std::memory_order_acquire)) {
+    while (!count.compare_exchange_weak(held, nq::wrapping_sub(held, uint64_t{1}),
+                                        std::memory_order_acq_rel, std::memory_order_acquire)) {
     }
     if (held == 1) instance->destroyHook(instance);
     return NQ_STATUS_OK;
@@ -151,13 +152,13 @@ NQStatus nqInstanceDestroy(void* object) noexcept {
 int32_t instanceIsType(InstanceHeader* instance, const char* name) noexcept {
     const char* own = instance->typeName;
     if (!own) return name == nullptr;
-    const bool is_handle = strcmp(own, nq::kHandleTypeName) == 0;
+    const bool is_handle = nq::is_same_name(own, nq::kHandleTypeName);
     const NQHandle* inner =
         is_handle ? reinterpret_cast<NQHandleInstance*>(instance)->inner : nullptr;
     const char* inner_name = inner ? inner->name : nullptr;
     if (!name) return is_handle && !inner_name;
-    if (strcmp(own, name) == 0) return 1;
-    return inner_name && strcmp(inner_name, name) == 0;
+    if (nq::is_same_name(own, name)) return 1;
+    return inner_name && nq::is_same_name(inner_name, name);
 }
 
 NQStatus nqHandleInstanceDestroy(InstanceHeader* instance) noexcept {

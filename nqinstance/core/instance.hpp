@@ -1,5 +1,6 @@
 #pragma once
 #include "nqinstance/core/api.h"
+#include "nqinstance/host/type_name.hpp"
 
 namespace nq {
 
@@ -11,6 +12,16 @@ struct InstanceKind {
     decltype(InstanceHeader::validate) validate;
     decltype(InstanceHeader::clone) clone;
 };
+
+inline constexpr const char kHandleTypeName[] = "NQHandleInstance";
+
+// A wrapped handle answers to the type of what it wraps, but only that has the type's fields. Null
+// when nothing is wrapped.
+inline InstanceHeader* unwrapped(InstanceHeader* instance) noexcept {
+    const char* type_name = instance->typeName;
+    if (!type_name || !is_same_name(type_name, kHandleTypeName)) return instance;
+    return reinterpret_cast<InstanceHeader*>(reinterpret_cast<NQHandleInstance*>(instance)->inner);
+}
 
 // Writes all ten words of a new instance's header; the count is 1.
 void fill_header(InstanceHeader& header, const InstanceKind& kind, InstanceApi* api,

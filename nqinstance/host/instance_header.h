@@ -27,8 +27,8 @@ struct InstanceHeader {
 
     InstanceApi* api; /* the table of the library that made the instance */
 
-    /* Checks the instance against a definition and stores the verdict. Null while the library
-     * carries no validation. `run` may be null. */
+    /* Checks the instance against a definition and stores the verdict, 0 when it is valid. `run`
+     * may be null. A host's object may have null here, and is then always valid. */
     NQStatus (*validate)(InstanceHeader* self, NQDictionary* definition,
                          uint32_t* validationStatus, ValidationRun* run) NQ_NOEXCEPT;
 

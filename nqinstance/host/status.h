@@ -19,3 +19,28 @@
 /* Configuration syntax. */
 #define NQ_STATUS_UNCLOSED_SECTION 0x8bbff853u /* a section header without "]" */
 #define NQ_STATUS_MISSING_EQUALS 0x8bbff854u   /* a key/value line without "=" */
+
+/* Validation: verdicts, and the statuses of checks that cannot be made. */
+#define NQ_STATUS_NOT_CONVERTIBLE 0x8bbff858u     /* a bound or accepted value is of another type */
+#define NQ_STATUS_NO_DATA_TYPE 0x8bbff887u        /* the definition has no "dataType" */
+#define NQ_STATUS_VALUES_NOT_ARRAY 0x8bbff889u    /* "values" is no array */
+#define NQ_STATUS_UNKNOWN_DATA_TYPE 0x8bbff88au   /* "dataType" is no keyword */
+#define NQ_STATUS_NESTED_INSTANCE 0x8bbff88bu     /* "instance" inside "expectedTypes" */
+#define NQ_STATUS_RANGE_WITHOUT_MIN 0x8bbff898u   /* a range in "values" has no "min" */
+#define NQ_STATUS_RANGE_WITHOUT_MAX 0x8bbff899u   /* a range in "values" has no "max" */
+#define NQ_STATUS_WRONG_TYPE 0x8bbff89au          /* verdict: another type than the definition's */
+#define NQ_STATUS_OUT_OF_BOUNDS 0x8bbff89fu       /* verdict: below "min" or above "max" */
+#define NQ_STATUS_NOT_ACCEPTED 0x8bbff8a0u        /* verdict: none of "values" */
+#define NQ_STATUS_NOT_A_DICTIONARY 0x8bbff8cbu    /* the definition is no dictionary */
+
+/* Messages of a validation run, for signed, unsigned and double values. Their arguments are the
+ * value and, but for the last three, the bound that it misses. */
+#define NQ_MESSAGE_SIGNED_BELOW_MIN 0x8bbff8aau
+#define NQ_MESSAGE_UNSIGNED_BELOW_MIN 0x8bbff8abu
+#define NQ_MESSAGE_DOUBLE_BELOW_MIN 0x8bbff8acu
+#define NQ_MESSAGE_SIGNED_ABOVE_MAX 0x8bbff8adu
+#define NQ_MESSAGE_UNSIGNED_ABOVE_MAX 0x8bbff8aeu
+#define NQ_MESSAGE_DOUBLE_ABOVE_MAX 0x8bbff8afu
+#define NQ_MESSAGE_SIGNED_NOT_ACCEPTED 0x8bbff8b0u
+#define NQ_MESSAGE_UNSIGNED_NOT_ACCEPTED 0x8bbff8b1u
+#define NQ_MESSAGE_DOUBLE_NOT_ACCEPTED 0x8bbff8b2u

@@ -1,11 +1,10 @@
 #include <string.h>
 
-#include <type_traits>
-
 #include "nqinstance/core/data.h"
-#include "nqinstance/core/instance.h"
+#include "nqinstance/core/kinds.hpp"
 #include "nqinstance/host/array.h"
 #include "nqinstance/host/dictionary.h"
+#include "nqinstance/host/variadic.hpp"
 #include "nqinstance/json/escape.hpp"
 #include "nqinstance/json/writer.hpp"
 
@@ -24,12 +23,6 @@ template <>
 inline constexpr Format kNumberFormat<NQUInt64Instance>{"%llu"};
 template <>
 inline constexpr Format kNumberFormat<NQDoubleInstance>{"%f"};
-
-constexpr auto widened(double value) noexcept { return value; }
-template <class Integer>
-constexpr auto widened(Integer value) noexcept {
-    return std::conditional_t<std::is_signed_v<Integer>, int64_t, uint64_t>{value};
-}
 
 template <class Instance>
 NQStatus write_number(JsonWriter& writer, InstanceHeader* instance, bool in_dictionary) noexcept {
@@ -165,36 +158,29 @@ NQStatus write_dictionary(JsonWriter& writer, InstanceHeader* instance,
     return close_container(writer, "}");
 }
 
-struct Kind {
-    const char* type_name;
-    NQStatus (*write)(JsonWriter& writer, InstanceHeader* instance, bool in_dictionary) noexcept;
-};
+using WriteValue = NQStatus (*)(JsonWriter& writer, InstanceHeader* instance,
+                                bool in_dictionary) noexcept;
 
-// The first type that the instance answers to decides.
-constexpr Kind kKinds[] = {
-    {"NQString", write_string},
-    {"NQU8String", write_string},
-    {"NQArray", write_array},
-    {"NQDictionary", write_dictionary},
-    {"NQBooleanInstance", write_boolean},
-    {"NQInt32Instance", write_number<NQInt32Instance>},
-    {"NQInt64Instance", write_number<NQInt64Instance>},
-    {"NQUInt32Instance", write_number<NQUInt32Instance>},
-    {"NQUInt64Instance", write_number<NQUInt64Instance>},
-    {"NQDoubleInstance", write_number<NQDoubleInstance>},
-    {"NQTimeInstance", write_time},
-    {"NQCalendarDateInstance", write_calendar_date},
-    {"NQDateTimeInstanceName", write_date_time},
-    {"NQCalendarDateTimeInstance", write_calendar_date_time},
-    {"NQData", write_data},
+// In the order of the kinds, of which the last, a character, cannot be written.
+constexpr WriteValue kWriters[] = {
+    write_string,
+    write_string,
+    write_array,
+    write_dictionary,
+    write_boolean,
+    write_number<NQInt32Instance>,
+    write_number<NQInt64Instance>,
+    write_number<NQUInt32Instance>,
+    write_number<NQUInt64Instance>,
+    write_number<NQDoubleInstance>,
+    write_time,
+    write_calendar_date,
+    write_date_time,
+    write_calendar_date_time,
+    write_data,
 };
-
-// A wrapped handle answers to the type of what it wraps, but only that has the type's fields.
-InstanceHeader* unwrapped(InstanceHeader* instance) noexcept {
-    const char* type_name = instance->typeName;
-    if (!type_name || strcmp(type_name, "NQHandleInstance") != 0) return instance;
-    return reinterpret_cast<InstanceHeader*>(reinterpret_cast<NQHandleInstance*>(instance)->inner);
-}
+static_assert(std::size(kWriters) == static_cast<std::size_t>(Kind::kChar));
+constexpr KindSet kWritable = KindSet::before(Kind::kChar);
 
 }  // namespace
 
@@ -203,10 +189,9 @@ NQStatus write_value(JsonWriter& writer, bool in_dictionary, InstanceHeader* ins
         if (const NQStatus status = writer.indent_value(in_dictionary)) return status;
         return writer.write("null");
     }
-    for (const Kind& kind : kKinds) {
-        if (instance->isType(instance, kind.type_name)) {
-            return kind.write(writer, unwrapped(instance), in_dictionary);
-        }
+    const Known known = known_as(instance, kWritable);
+    if (known.kind != Kind::kCount) {
+        return kWriters[static_cast<std::size_t>(known.kind)](writer, known.fields, in_dictionary);
     }
     // The text before the instance comes first, also where it cannot be appended.
     const NQStatus status = writer.flush();

@@ -163,8 +163,15 @@ TEST(EntryAbi, TheTableHasItsWordsInOrder) {
         {28, "nqTextReaderOpen"},
         {29, "nqTextReaderReadLine"},
         {30, "nqInstanceCreateDateTime"},
+        {31, "nqInstanceValidate"},
+        {32, "nqInstanceValidateU8"},
+        {33, "nqInstanceIsDefinitionType"},
+        {34, "jsonTypeForDefinition"},
+        {35, "nqInstanceStartValidate"},
+        {36, "jsonTypeForInstance"},
         {37, "cloneInstance"},
         {38, "nqInstanceCreateClone"},
+        {39, "nqInstanceValidateData"},
         {40, "nqInstanceToJSON2"},
     });
     for (const auto& [word, symbol] : kWords) {

@@ -16,6 +16,7 @@ std::vector<SweepCase> json_cases();
 std::vector<SweepCase> format_cases();
 std::vector<SweepCase> memory_cases();
 std::vector<SweepCase> text_cases();
+std::vector<SweepCase> validate_cases();
 
 std::vector<SweepCase> all_cases();
 

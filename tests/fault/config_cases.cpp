@@ -27,6 +27,17 @@ NQTextReader* make_reader(CheckingHost& host) {
     return reader;
 }
 
+// Whether the creation of a reader after so many other allocations failed at its character buffer,
+// which is the third that it asks for.
+bool lacks_characters(const Round& round, std::uint64_t allocations_before) {
+    if (!round.status) return false;
+    const auto failure =
+        std::find_if(round.failures.begin(), round.failures.end(),
+                     [](const FailedCall& failed) { return failed.call == Call::kAlloc; });
+    return failure != round.failures.end() &&
+           round.succeeded(Call::kAlloc) == allocations_before + 2;
+}
+
 class CreateReader : public Operation {
   public:
     NQStatus call(CheckingHost& host) override {
@@ -40,13 +51,7 @@ class CreateReader : public Operation {
     void drop_result(CheckingHost&) override { release(reader_); }
     Leftover leftover(const Round& round) const override {
         Leftover left;
-        // The character buffer's allocation is the third: a reader without it gives back its own
-        // block but keeps the state block with the pool.
-        const bool kept_state = round.status && round.succeeded(Call::kAlloc) == 2 &&
-                                round.failures.front().call == Call::kAlloc;
-        if (!kept_state) return left;
-        left.state.blocks = 1;
-        left.state.bytes = sizeof(TranscoderState);
+        if (lacks_characters(round, 0)) left.keep(Kept::kConversionState);
         return left;
     }
 
@@ -75,11 +80,9 @@ class OpenReader : public Operation {
         return text;
     }
     Leftover leftover(const Round& round) const override {
-        // Opening a reader again keeps the earlier file open for ever, whether the file service
-        // then gave another one or none.
+        // Whether the file service then gave another file or none.
         Leftover left;
-        const bool asked = round.called(Call::kOpenFile) != 0;
-        if (reopens_ && asked) left.state.files = 1;
+        if (reopens_ && round.called(Call::kOpenFile)) left.keep(Kept::kEarlierFile);
         return left;
     }
     void clean_up(CheckingHost&) override { release(reader_); }
@@ -187,8 +190,11 @@ class ReadConfiguration : public Operation {
     }
     void drop_result(CheckingHost&) override { release(tree_); }
     Leftover leftover(const Round& round) const override {
-        Leftover left{{}, false};
-        left.state.strings = comments_passed(document_, round.succeeded(Call::kStringTrim));
+        Leftover left;
+        left.keep(Kept::kCommentLine,
+                  comments_passed(document_, round.succeeded(Call::kStringTrim)));
+        // The root's block is the first.
+        if (lacks_characters(round, 1)) left.keep(Kept::kConversionState);
         return left;
     }
 
@@ -202,14 +208,14 @@ class ReadConfiguration : public Operation {
     const std::uint64_t chunk_;
 };
 
-// What is alive when a syntax error is met stays so: dictionaries with their entries, the reader,
-// the line.
+// What is alive when a syntax error is met stays so.
 struct SyntaxError {
     const char* document;
     NQStatus status;
     std::int32_t line;
+    std::uint64_t comments;
     std::uint64_t dictionaries;
-    std::uint64_t strings;
+    std::uint64_t texts;  // keys and values of the entries
 };
 
 class ReadFaultyConfiguration : public ReadConfiguration {
@@ -225,13 +231,11 @@ class ReadFaultyConfiguration : public ReadConfiguration {
     }
     Leftover leftover(const Round& round) const override {
         if (round.status != error_.status) return ReadConfiguration::leftover(round);
-        Leftover left{{}, false};
-        left.state.dictionaries = error_.dictionaries;
-        left.state.dictionary_holds = static_cast<std::int64_t>(error_.dictionaries);
-        left.state.strings = error_.strings;
-        left.state.files = left.state.transcoders = 1;
-        left.state.string_holds = left.state.file_holds = 1;
-        return left;
+        Leftover left;
+        left.keep(Kept::kReaderOfSyntaxError).keep(Kept::kLineOfSyntaxError);
+        left.keep(Kept::kDictionaryOfSyntaxError, error_.dictionaries);
+        left.keep(Kept::kTextOfSyntaxError, error_.texts);
+        return left.keep(Kept::kCommentLine, error_.comments);
     }
 
   private:
@@ -269,11 +273,11 @@ constexpr std::array kDocuments{
 };
 
 constexpr std::array kSyntaxErrors{
-    SyntaxError{"x\n", 0x8bbff854u, 0, 1, 1},
-    // Root, section; the comment, the section's name, a key, a value, the line.
-    SyntaxError{"# c\n[s]\na = 1\n[open\n", 0x8bbff853u, 3, 2, 5},
-    // Root, nested; the nested one's name, a key and a value in it, the line.
-    SyntaxError{"n =\n  k = v\n\nno equals sign\n", 0x8bbff854u, 3, 2, 4},
+    SyntaxError{"x\n", 0x8bbff854u, 0, 0, 1, 0},
+    // The section's name, a key and a value in it.
+    SyntaxError{"# c\n[s]\na = 1\n[open\n", 0x8bbff853u, 3, 1, 2, 3},
+    // The nested one's name, a key and a value in it.
+    SyntaxError{"n =\n  k = v\n\nno equals sign\n", 0x8bbff854u, 3, 0, 2, 3},
 };
 
 }  // namespace

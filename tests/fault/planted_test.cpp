@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "tests/fault/sweep.hpp"
+#include "tests/support/guard_pages.hpp"
 
 namespace nq::test {
 namespace {
@@ -136,6 +137,19 @@ TEST(CheckingPoolDeathTest, GuardModeEndsAtOneByteTooFar) {
     }
 }
 
+TEST(GuardPagesDeathTest, ReadsAndWritesOneByteOutsideEndTheProcess) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    const GuardPages pages(100);
+    const auto all = pages.all();
+    EXPECT_EQ(read_byte(&all.front()) + read_byte(&all.back()), 0);
+    EXPECT_DEATH(read_byte(pages.first(3).data() - 1), "");
+    EXPECT_DEATH(read_byte(pages.last(3).data() + 3), "");
+    EXPECT_DEATH(write_byte(pages.last(3).data() + 3), "");
+    pages.protect(true);
+    EXPECT_EQ(read_byte(&all.front()), 0);
+    EXPECT_DEATH(write_byte(&all.front()), "");
+}
+
 TEST(CheckingPoolDeathTest, AFaultEndsTheProcess) {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     CheckingHost host;
@@ -191,6 +205,9 @@ enum class Mistake {
     kTouchesOut,      // changes the out-parameter on failure
     kLosesHold,       // keeps the extension loaded
     kForgets,         // works differently after a failure
+    kAfterTwo,        // another result when two calls failed that matter to it neither way
+    kKeepsAsKnown,    // leaves what is known to stay, where it is said to stay
+    kKeepsNoMore,     // does not leave what is known to stay
 };
 
 class Fake : public Operation {
@@ -203,7 +220,7 @@ class Fake : public Operation {
         HostKernel* kernel = host.kernel();
         constexpr std::array<NQChar, 8> kName{'n', 'q', 's', 't', 'r', 'i', 'n', 'g'};
         out_ = nullptr;
-        auto* first = static_cast<std::uint8_t*>(pool->alloc(pool, 8, 0));
+        auto* first = static_cast<std::uint8_t*>(pool->alloc(pool, kFirstSize, 0));
         if (!first) return failed(NQ_STATUS_NO_MEMORY);
         auto* second = static_cast<std::uint8_t*>(pool->alloc(pool, 8, 0));
         if (!second) {
@@ -218,16 +235,18 @@ class Fake : public Operation {
             return failed(NQ_STATUS_NO_MEMORY);
         }
         if (mistake_ == Mistake::kWritesOutside) write_byte(second + 8);
-        pool->free(pool, second);
+        const NQStatus freed = pool->free(pool, second);
         NQExtension* strings =
             kernel->loadExtension(kernel, kName.data(), kName.size(), 0, nullptr);
         if (!strings) {
-            pool->free(pool, first);
+            if (mistake_ != Mistake::kKeepsAsKnown) pool->free(pool, first);
             return failed(mistake_ == Mistake::kWrongStatus ? NQ_STATUS_UNSUPPORTED
                                                             : NQ_STATUS_NO_EXTENSION);
         }
-        if (mistake_ != Mistake::kLosesHold) strings->handle.release(strings);
+        const NQStatus dropped =
+            mistake_ == Mistake::kLosesHold ? NQ_STATUS_OK : strings->handle.release(strings);
         std::memcpy(first, "result", 7);
+        if (mistake_ == Mistake::kAfterTwo && freed && dropped) first[0] = 'R';
         if (mistake_ == Mistake::kForgets && has_failed_) first[0] = 'R';
         out_ = first;
         return NQ_STATUS_OK;
@@ -236,7 +255,17 @@ class Fake : public Operation {
     std::string check_failure(const Round&) override { return out_ ? "*out was changed" : ""; }
     void drop_result(CheckingHost& host) override { host.checked_pool().give(out_); }
 
+    Leftover leftover(const Round& round) const override {
+        Leftover left;
+        const bool may_keep =
+            mistake_ == Mistake::kKeepsAsKnown || mistake_ == Mistake::kKeepsNoMore;
+        if (may_keep && round.failed(Call::kLoadExtension)) left.keep(Kept::kConversionState);
+        return left;
+    }
+
   private:
+    static constexpr std::uint64_t kFirstSize = sizeof(TranscoderState);
+
     NQStatus failed(NQStatus status) {
         has_failed_ = true;
         if (mistake_ == Mistake::kTouchesOut) out_ = reinterpret_cast<std::uint8_t*>(1);
@@ -259,6 +288,26 @@ TEST(SweepPlanted, FindsNothingWhereNothingIsWrong) {
     // with three statuses, and a round more in which nothing fails.
     EXPECT_EQ(report.host_calls, 5u);
     EXPECT_EQ(report.rounds, 1 + 6 * (5 + 1));
+    // The second allocation and the free of the first block; the free of the second block and the
+    // load, or the release; the load and the free of the first block: each with two of three
+    // statuses.
+    EXPECT_EQ(report.pair_rounds, 4u * 3 * 3);
+    EXPECT_EQ(report.kept.state(), HostState{});
+}
+
+TEST(SweepPlanted, TakesWhatIsKnownToStay) {
+    const SweepReport report = sweep_fake(Mistake::kKeepsAsKnown);
+    EXPECT_EQ(report.problems, std::vector<std::string>{});
+    EXPECT_GT(report.kept.times(Kept::kConversionState), 0u);
+}
+
+TEST(SweepPlanted, PairsMayBeSampled) {
+    const SweepReport all = sweep_fake(Mistake::kNone);
+    const SweepReport some =
+        sweep({"fake", {}, [] { return std::make_unique<Fake>(Mistake::kNone); }}, 4);
+    EXPECT_EQ(some.rounds, all.rounds);
+    EXPECT_LT(some.pair_rounds, all.pair_rounds);
+    EXPECT_GT(some.pair_rounds, 0u);
 }
 
 struct Planted {
@@ -281,14 +330,17 @@ INSTANTIATE_TEST_SUITE_P(
     All, SweepPlantedMistake,
     testing::Values(
         Planted{"Leak", Mistake::kLeak,
-                "the host is left with {1 blocks, 8 bytes} instead of {nothing}"},
+                "the host is left with {1 blocks, 40 bytes} instead of {nothing}"},
+        Planted{"KeepsNoMore", Mistake::kKeepsNoMore,
+                "the host is left with {nothing} instead of {1 blocks, 40 bytes}"},
+        Planted{"AfterTwo", Mistake::kAfterTwo, "result \"Result\" instead of \"result\""},
         Planted{"WrongStatus", Mistake::kWrongStatus,
                 "status 0x803fc004 instead of 0x803fc065 when loadExtension failed"},
         Planted{"DoubleRelease", Mistake::kDoubleRelease, "free of a freed block"},
         Planted{"IgnoresFailure", Mistake::kIgnoresFailure,
                 "status 0x0 instead of 0x803fc002 when alloc failed"},
         Planted{"WritesOutside", Mistake::kWritesOutside, "write outside a block of 8 bytes"},
-        Planted{"WritesFreed", Mistake::kWritesFreed, "write to a freed block of 8 bytes"},
+        Planted{"WritesFreed", Mistake::kWritesFreed, "write to a freed block of 40 bytes"},
         Planted{"TouchesOut", Mistake::kTouchesOut, "*out was changed"},
         Planted{"LosesHold", Mistake::kLosesHold,
                 "left with {1 string holds} instead of {nothing}"},
@@ -319,6 +371,21 @@ TEST(FailurePlanPlanted, FailsTheCallsItIsToldTo) {
     EXPECT_NE(pool->free(pool, first), NQ_STATUS_OK);
     EXPECT_NE(pool->free(pool, third), NQ_STATUS_OK);
     EXPECT_EQ(host.state().blocks, 0u);
+}
+
+TEST(FailurePlanPlanted, FailsTwoCalls) {
+    CheckingHost host;
+    host.plan().fail_pair(1, 2, 0, 1);
+    std::uint8_t* first = alloc(host, 1);
+    EXPECT_EQ(alloc(host, 1), nullptr);
+    EXPECT_EQ(alloc(host, 1), nullptr);
+    std::uint8_t* last = alloc(host, 1);
+    const auto failures = host.plan().failures();
+    ASSERT_EQ(failures.size(), 2u);
+    EXPECT_EQ(failures[0].status, statuses_of(Call::kAlloc)[0]);
+    EXPECT_EQ(failures[1].status, statuses_of(Call::kAlloc)[1]);
+    host.pool()->free(host.pool(), first);
+    host.pool()->free(host.pool(), last);
 }
 
 TEST(FailurePlanPlanted, EveryServiceHasTwoStatuses) {

@@ -9,8 +9,6 @@
 namespace nq::test {
 namespace {
 
-// No service has more statuses than this.
-constexpr std::size_t kVariants = 3;
 constexpr std::size_t kProblemsKept = 10;
 
 std::string hex(NQStatus status) {
@@ -19,36 +17,84 @@ std::string hex(NQStatus status) {
     return text.str();
 }
 
-HostState counts_without_blocks(HostState state) {
-    state.blocks = state.bytes = 0;
-    return state;
+// As many variants as the service with the most statuses has.
+std::size_t variants() {
+    std::size_t most = 0;
+    for (std::size_t i = 0; i < kCallKinds; ++i) {
+        most = std::max(most, statuses_of(static_cast<Call>(i)).size());
+    }
+    return most;
 }
+
+// Which calls fail in a round, and with which of their statuses.
+struct Failing {
+    enum Kind { kNothing, kOnce, kFromThenOn, kPair } kind = kNothing;
+    std::uint64_t first = 0;
+    std::size_t first_variant = 0;
+    std::uint64_t second = 0;
+    std::size_t second_variant = 0;
+
+    void plan(FailurePlan& plan) const {
+        if (kind == kPair) {
+            plan.fail_pair(first, second, first_variant, second_variant);
+        } else if (kind != kNothing) {
+            plan.fail_any(first, first_variant, kind == kFromThenOn);
+        }
+    }
+
+    std::string text() const {
+        if (kind == kNothing) return "nothing fails";
+        const auto call = [](std::uint64_t n, std::size_t variant) {
+            return std::to_string(n) + " (status " + std::to_string(variant) + ")";
+        };
+        std::string text = "call " + call(first, first_variant);
+        if (kind == kFromThenOn) text += " and all after it";
+        if (kind == kPair) text += " and call " + call(second, second_variant);
+        return text;
+    }
+};
 
 class Sweeper {
   public:
     explicit Sweeper(const SweepCase& test_case) : case_(test_case) {}
 
-    SweepReport run() {
-        one_round(kNothingFails, 0, false);
-        for (std::size_t variant = 0; variant < kVariants; ++variant) {
-            for (const bool sticky : {false, true}) {
-                for (std::uint64_t n = 0; one_round(n, variant, sticky); ++n) {
-                    if (report_.problems.size() >= kProblemsKept) return std::move(report_);
+    SweepReport run(std::uint64_t pair_step) {
+        one_round({});
+        ++report_.rounds;
+        for (std::size_t variant = 0; variant < variants(); ++variant) {
+            for (const auto kind : {Failing::kOnce, Failing::kFromThenOn}) {
+                for (std::uint64_t n = 0; !full(); ++n) {
+                    ++report_.rounds;
+                    if (one_round({kind, n, variant}) == 0) break;
                 }
             }
         }
+        if (report_.host_calls <= kMostCallsForPairs) run_pairs(pair_step);
         return std::move(report_);
     }
 
   private:
-    static constexpr std::uint64_t kNothingFails = UINT64_MAX / 2;
+    bool full() const { return report_.problems.size() >= kProblemsKept; }
 
-    // False when nothing failed any more.
-    bool one_round(std::uint64_t n, std::size_t variant, bool sticky) {
-        ++report_.rounds;
+    // The second call of a pair is one that the operation still makes when the first has failed.
+    void run_pairs(std::uint64_t step) {
+        for (std::size_t one = 0; one < variants(); ++one) {
+            for (std::size_t other = 0; other < variants(); ++other) {
+                const std::uint64_t start = (one * variants() + other) % step;
+                for (std::uint64_t i = start; i < report_.host_calls; i += step) {
+                    for (std::uint64_t j = i + 1; !full(); ++j) {
+                        if (one_round({Failing::kPair, i, one, j, other}) < 2) break;
+                        ++report_.pair_rounds;
+                    }
+                }
+            }
+        }
+    }
+
+    // Returns how many calls failed.
+    std::size_t one_round(const Failing& failing) {
         trap_.take();
-        where_ = case_.name + ", call " + std::to_string(n) + (sticky ? " and all after it" : "") +
-                 ", variant " + std::to_string(variant);
+        where_ = case_.name + ", " + failing.text();
         CheckingHost host;
         host.forgive();
         const std::unique_ptr<Operation> operation = case_.make();
@@ -57,19 +103,19 @@ class Sweeper {
         operation->prepare(host);
         host.plan().clear();
         host.plan().deliver_with_failure(case_.deliver_with_failure);
-        host.plan().fail_any(n, variant, sticky);
+        failing.plan(host.plan());
         const Round round = call(*operation, host);
-        if (n == kNothingFails) report_.host_calls = calls_of(round);
+        if (failing.kind == Failing::kNothing) report_.host_calls = calls_of(round);
         check_call(*operation, round);
         finish(*operation, round);
         check_state(host.state() - start, operation->leftover(round));
 
         const HostState middle = host.state();
-        const Operation::Leftover again = repeat(*operation, host);
+        const Leftover again = repeat(*operation, host);
         check_state(host.state() - middle, again);
         host.check();
         for (const std::string& fault : trap_.take()) note(fault);
-        return !round.failures.empty();
+        return round.failures.size();
     }
 
     static std::uint64_t calls_of(const Round& round) {
@@ -113,7 +159,7 @@ class Sweeper {
     }
 
     // The same operation once more, with nothing failing.
-    Operation::Leftover repeat(Operation& operation, CheckingHost& host) {
+    Leftover repeat(Operation& operation, CheckingHost& host) {
         operation.prepare(host);
         host.plan().clear();
         const Round round = call(operation, host);
@@ -140,13 +186,12 @@ class Sweeper {
         operation.clean_up(round.host);
     }
 
-    void check_state(const HostState& difference, const Operation::Leftover& expected) {
-        const bool same = expected.exact_blocks ? difference == expected.state
-                                                : counts_without_blocks(difference) ==
-                                                      counts_without_blocks(expected.state);
-        if (same) return;
+    void check_state(HostState difference, const Leftover& kept) {
+        report_.kept.add(kept);
+        if (!kept.has_exact_bytes()) difference.bytes = kept.state().bytes;
+        if (difference == kept.state()) return;
         std::ostringstream text;
-        text << "the host is left with " << difference << " instead of " << expected.state;
+        text << "the host is left with " << difference << " instead of " << kept.state();
         note(text.str());
     }
 
@@ -185,6 +230,8 @@ NQStatus Operation::status_for(const FailedCall& failed) const {
     }
 }
 
-SweepReport sweep(const SweepCase& test_case) { return Sweeper(test_case).run(); }
+SweepReport sweep(const SweepCase& test_case, std::uint64_t pair_step) {
+    return Sweeper(test_case).run(pair_step);
+}
 
 }  // namespace nq::test

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "tests/fault/leftovers.hpp"
 #include "tests/support/checking_host.hpp"
 
 namespace nq::test {
@@ -51,12 +52,7 @@ class Operation {
     // The status that one failed host call ends in; 0 when the operation takes no notice of it.
     virtual NQStatus status_for(const FailedCall& failed) const;
 
-    // What stays with the host on purpose. Blocks and bytes are not compared when `exact_blocks`
-    // is false.
-    struct Leftover {
-        HostState state{};
-        bool exact_blocks = true;
-    };
+    // What stays with the host on purpose; nothing else may, and all of it must.
     virtual Leftover leftover(const Round&) const { return {}; }
 
     // Whether a success in spite of failed calls has the right result.
@@ -79,13 +75,20 @@ struct SweepCase {
 };
 
 struct SweepReport {
-    std::uint64_t rounds = 0;
-    std::uint64_t host_calls = 0;  // of the operation when nothing fails
+    std::uint64_t rounds = 0;       // with no failure, with one, and with all from one on
+    std::uint64_t pair_rounds = 0;  // with two failures
+    std::uint64_t host_calls = 0;   // of the operation when nothing fails
+    Leftover kept;                  // added up over all rounds
     std::vector<std::string> problems;
 };
 
+// Operations that make no more calls than this are swept in pairs as well.
+inline constexpr std::uint64_t kMostCallsForPairs = 60;
+
 // Fails the host's calls one after the other, once and from then on, with each of their statuses,
-// until the operation makes no further call.
-SweepReport sweep(const SweepCase& test_case);
+// until the operation makes no further call; then every two of them, with each two statuses.
+// `pair_step` bounds the pairs: of each two statuses only every so-many-th first call is taken, for
+// each two another one.
+SweepReport sweep(const SweepCase& test_case, std::uint64_t pair_step = 1);
 
 }  // namespace nq::test

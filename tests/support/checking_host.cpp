@@ -18,7 +18,7 @@ std::u32string name_of(const NQChar* name, std::uint64_t length) { return {name,
 
 constexpr auto kStateNames = std::to_array<const char*>(
     {"pools", "blocks", "bytes", "strings", "texts", "arrays", "dictionaries", "files",
-     "transcoders", "string holds", "array holds", "dictionary holds", "file holds",
+     "transcoders", "string holds", "array holds", "dictionary holds", "file holds", "json holds",
      "temporary pools", "registrations"});
 
 template <class State>
@@ -36,6 +36,7 @@ auto fields(State& s) {
                       s.array_holds,
                       s.dictionary_holds,
                       s.file_holds,
+                      s.json_holds,
                       std::int64_t(s.temporary_pools),
                       std::int64_t(s.registrations)};
 }
@@ -56,6 +57,7 @@ HostState operator-(const HostState& a, const HostState& b) {
             .array_holds = a.array_holds - b.array_holds,
             .dictionary_holds = a.dictionary_holds - b.dictionary_holds,
             .file_holds = a.file_holds - b.file_holds,
+            .json_holds = a.json_holds - b.json_holds,
             .temporary_pools = a.temporary_pools - b.temporary_pools,
             .registrations = a.registrations - b.registrations};
 }
@@ -104,6 +106,7 @@ struct KernelOperations {
         if (text == U"nqstring") return held(Extension::kString, own.strings.table());
         if (text == U"nqarray") return held(Extension::kArray, own.arrays.table());
         if (text == U"nqioe") return held(Extension::kFile, own.files.table());
+        if (text == U"nqinstjson") return held(Extension::kJson, own.json.table());
         if (is_dictionary) return held(Extension::kDictionary, own.dictionaries.table());
         return nullptr;
     }
@@ -147,19 +150,22 @@ struct KernelOperations {
     static HostPool* get_temp_pool(HostKernel* self) noexcept {
         if (plan(self).next(Call::kGetTempPool)) return nullptr;
         CheckingHost& own = host(self);
-        own.temporary_pools_.push_back(own.make_pool("temporary").table());
-        return own.temporary_pools_.back();
+        HostPool* pool = own.make_pool("temporary").table();
+        const std::lock_guard lock(own.temporary_pools_mutex_);
+        own.temporary_pools_.push_back(pool);
+        return pool;
     }
 
     static NQStatus release_temp_pool(HostKernel* self, HostPool* pool) noexcept {
         const NQStatus status = plan(self).next(Call::kReleaseTempPool);
-        auto& pools = host(self).temporary_pools_;
-        const auto found = std::find(pools.begin(), pools.end(), pool);
-        if (found == pools.end()) {
-            report_fault("releaseTempPool of a pool that is none");
-            return status;
+        CheckingHost& own = host(self);
+        {
+            const std::lock_guard lock(own.temporary_pools_mutex_);
+            if (std::erase(own.temporary_pools_, pool) == 0) {
+                report_fault("releaseTempPool of a pool that is none");
+                return status;
+            }
         }
-        pools.erase(found);
         CheckingPool::of(pool).destroy();
         return status;
     }
@@ -242,6 +248,7 @@ CheckingHost::CheckingHost(PoolMode mode)
       strings(core_),
       arrays(core_),
       dictionaries(core_, strings, arrays),
+      json(core_, strings, arrays, dictionaries),
       files(core_),
       encoding(core_),
       unicode(core_) {
@@ -284,6 +291,7 @@ InstanceApi* CheckingHost::load() {
     NQ_LIBRARY(nqextent)(&kernel_);
     known_ = true;
     api_ = NQ_LIBRARY(nqinstance)(&kernel_);
+    json.instances = api_;
     return api_;
 }
 
@@ -313,6 +321,7 @@ HostState CheckingHost::state() const {
     state.array_holds = core_.holds(Extension::kArray);
     state.dictionary_holds = core_.holds(Extension::kDictionary);
     state.file_holds = core_.holds(Extension::kFile);
+    state.json_holds = core_.holds(Extension::kJson);
     state.temporary_pools = temporary_pools_.size();
     state.registrations = registrations_.size();
     return state;
@@ -369,6 +378,11 @@ NQArrayApi* CheckingHost::array_api() {
 NQDictionaryApi* CheckingHost::dictionary_api() {
     core_.keep(Extension::kDictionary);
     return dictionaries.table();
+}
+
+NQInstJsonApi* CheckingHost::json_api() {
+    core_.keep(Extension::kJson);
+    return json.table();
 }
 
 void CheckingHost::set_option(std::string name, std::string bytes) {

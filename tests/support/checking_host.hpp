@@ -39,6 +39,7 @@
 #include "tests/support/host_core.hpp"
 #include "tests/support/host_encoding.hpp"
 #include "tests/support/host_files.hpp"
+#include "tests/support/host_json.hpp"
 #include "tests/support/host_strings.hpp"
 #include "tests/support/host_unicode.hpp"
 #include "tests/support/library.hpp"
@@ -60,11 +61,15 @@ struct HostState {
     std::int64_t array_holds = 0;
     std::int64_t dictionary_holds = 0;
     std::int64_t file_holds = 0;
+    std::int64_t json_holds = 0;
     std::uint64_t temporary_pools = 0;
     std::uint64_t registrations = 0;
 
     friend bool operator==(const HostState&, const HostState&) = default;
     friend HostState operator-(const HostState& a, const HostState& b);
+    friend HostState operator+(const HostState& a, const HostState& b) {
+        return a - (HostState{} - b);
+    }
     friend std::ostream& operator<<(std::ostream& out, const HostState& state);
 };
 
@@ -140,6 +145,7 @@ class CheckingHost {
     NQStringApi* string_api();
     NQArrayApi* array_api();
     NQDictionaryApi* dictionary_api();
+    NQInstJsonApi* json_api();
 
     void set_option(std::string name, std::string bytes);
 
@@ -159,6 +165,7 @@ class CheckingHost {
     StringService strings;
     ArrayService arrays;
     DictionaryService dictionaries;
+    JsonService json;
     FileService files;
     EncodingService encoding;
     HostUnicodeService unicode;
@@ -182,6 +189,7 @@ class CheckingHost {
     bool forgiven_ = false;
     std::map<std::u32string, void*> registrations_;
     std::map<std::string, std::string> options_;
+    mutable std::mutex temporary_pools_mutex_;
     std::vector<HostPool*> temporary_pools_;
     NQContext* default_context_ = nullptr;
     std::vector<std::unique_ptr<Context>> contexts_;

@@ -15,12 +15,21 @@
 #if __has_feature(address_sanitizer)
 #define NQ_TEST_ASAN 1
 #endif
+#if __has_feature(memory_sanitizer)
+#define NQ_TEST_MSAN 1
+#endif
 #endif
 #ifdef NQ_TEST_ASAN
 #include <sanitizer/asan_interface.h>
 #else
 #define ASAN_POISON_MEMORY_REGION(start, size) (static_cast<void>(start), static_cast<void>(size))
 #define ASAN_UNPOISON_MEMORY_REGION(start, size) (static_cast<void>(start), static_cast<void>(size))
+#endif
+#ifdef NQ_TEST_MSAN
+#include <sanitizer/msan_interface.h>
+#define NQ_MARK_UNWRITTEN(start, size) __msan_allocated_memory(start, size)
+#else
+#define NQ_MARK_UNWRITTEN(start, size) (static_cast<void>(start), static_cast<void>(size))
 #endif
 
 namespace nq::test {
@@ -119,6 +128,7 @@ void* CheckingPool::take_locked(std::uint64_t size, bool zeroed, BlockKind kind)
         ASAN_POISON_MEMORY_REGION(start + size, after);
     }
     std::memset(start, zeroed ? 0 : kFresh, size);
+    if (!zeroed) NQ_MARK_UNWRITTEN(start, size);
     blocks_.emplace(start, block);
     live_bytes_ += size;
     ++live_[static_cast<std::size_t>(kind)];

@@ -1,5 +1,6 @@
 #pragma once
 #include <array>
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <deque>
@@ -91,7 +92,7 @@ class CheckingPool {
     const PoolMode mode_;
     const std::string name_;
     std::uint64_t byte_limit_;
-    bool destroyed_ = false;
+    std::atomic<bool> destroyed_{false};
     std::uint64_t live_bytes_ = 0;
     std::array<std::uint64_t, kBlockKinds> live_{};
     std::map<unsigned char*, Block> blocks_;

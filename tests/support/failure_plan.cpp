@@ -33,6 +33,7 @@ constexpr std::array<const char*, kCallKinds> kNames{
     "dictionary listKeys",
     "openFile",
     "read",
+    "JSON parse",
     "createTranscoder",
     "convert",
     "captureMessage",
@@ -107,12 +108,20 @@ void FailurePlan::fail(Call kind, std::uint64_t n, NQStatus status, bool sticky)
 
 void FailurePlan::fail_any(std::uint64_t n, std::size_t variant, bool sticky) {
     any_ = {total_ + n, sticky, 0};
+    any_other_ = {};
     variant_ = variant;
+}
+
+void FailurePlan::fail_pair(std::uint64_t first, std::uint64_t second, std::size_t first_variant,
+                            std::size_t second_variant) {
+    fail_any(first, first_variant);
+    any_other_ = {total_ + second, false, 0};
+    other_variant_ = second_variant;
 }
 
 void FailurePlan::clear() {
     rules_ = {};
-    any_ = {};
+    any_ = any_other_ = {};
     for (auto& count : counts_) count = 0;
     total_ = 0;
     failures_.clear();
@@ -132,9 +141,9 @@ NQStatus FailurePlan::next(Call kind) {
     NQStatus status = NQ_STATUS_OK;
     if (rules_[index].hits(n)) {
         status = rules_[index].status;
-    } else if (any_.hits(n_of_all)) {
+    } else if (any_.hits(n_of_all) || any_other_.hits(n_of_all)) {
         const auto statuses = statuses_of(kind);
-        status = statuses[variant_ % statuses.size()];
+        status = statuses[(any_.hits(n_of_all) ? variant_ : other_variant_) % statuses.size()];
     }
     if (status) {
         const std::lock_guard lock(mutex_);

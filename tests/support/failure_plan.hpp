@@ -40,6 +40,7 @@ enum class Call : std::uint8_t {
     kListKeys,
     kOpenFile,
     kReadFile,
+    kParseJson,
     kCreateTranscoder,
     kConvert,
     kCaptureMessage,
@@ -86,10 +87,14 @@ class FailurePlan {
     // `sticky` all calls fail from then on.
     void fail_any(std::uint64_t n, std::size_t variant = 0, bool sticky = false);
 
+    // The calls `first` and `second` of any kind fail, each with its own pick of status.
+    void fail_pair(std::uint64_t first, std::uint64_t second, std::size_t first_variant = 0,
+                   std::size_t second_variant = 0);
+
     // Nothing fails any more; the counts start again at 0.
     void clear();
 
-    // createDictionary and openFile hand out an object along with the failing status.
+    // createDictionary, openFile and parse hand out an object along with the failing status.
     void deliver_with_failure(bool deliver) { deliver_with_failure_ = deliver; }
     bool delivers_with_failure() const { return deliver_with_failure_; }
 
@@ -117,7 +122,9 @@ class FailurePlan {
 
     std::array<Rule, kCallKinds> rules_{};
     Rule any_{};
+    Rule any_other_{};
     std::size_t variant_ = 0;
+    std::size_t other_variant_ = 0;
     bool deliver_with_failure_ = false;
     std::array<std::atomic<std::uint64_t>, kCallKinds> counts_{};
     std::atomic<std::uint64_t> total_{0};

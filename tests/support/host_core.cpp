@@ -9,7 +9,7 @@ namespace nq::test {
 namespace {
 
 constexpr std::array<const char*, kExtensions> kExtensionNames{"nqstring", "nqarray",
-                                                               "nqdictionary", "nqioe"};
+                                                               "nqdictionary", "nqioe", "nqinstjson"};
 
 int32_t is_type(InstanceHeader* self, const char* type) noexcept {
     return type && std::strcmp(self->typeName, type) == 0;

@@ -13,7 +13,7 @@
 
 namespace nq::test {
 
-enum class Extension : std::uint8_t { kString, kArray, kDictionary, kFile, kCount };
+enum class Extension : std::uint8_t { kString, kArray, kDictionary, kFile, kJson, kCount };
 
 inline constexpr std::size_t kExtensions = static_cast<std::size_t>(Extension::kCount);
 

@@ -1,7 +1,11 @@
 #include "tests/support/host_strings.hpp"
 
 #include <algorithm>
+#include <array>
+#include <charconv>
+#include <cstdarg>
 #include <cstring>
+#include <utility>
 
 #include "nqinstance/host/status.h"
 #include "tests/support/faults.hpp"
@@ -121,11 +125,51 @@ NQStatus trim(NQU8String* self) noexcept {
     return insert_bytes(string, 0, text);
 }
 
-NQStatus format_message(NQU8String* self, void*, NQStatus code, ...) noexcept {
+enum class Argument { kNone, kSigned, kUnsigned, kDouble };
+
+// What the messages of validation have for arguments, in the order of their codes: the value and
+// the bound, or the value alone.
+struct MessageArguments {
+    Argument kind = Argument::kNone;
+    int count = 0;
+};
+
+MessageArguments arguments_of(NQStatus code) {
+    const NQStatus index = code - NQ_MESSAGE_SIGNED_BELOW_MIN;
+    if (code < NQ_MESSAGE_SIGNED_BELOW_MIN || index >= 9) return {};
+    constexpr Argument kKinds[] = {Argument::kSigned, Argument::kUnsigned, Argument::kDouble};
+    return {kKinds[index % 3], index < 6 ? 2 : 1};
+}
+
+std::string next_argument(Argument kind, va_list arguments) {
+    switch (kind) {
+        case Argument::kSigned:
+            return std::to_string(va_arg(arguments, std::int64_t));
+        case Argument::kUnsigned:
+            return std::to_string(va_arg(arguments, std::uint64_t));
+        default: {
+            std::array<char, 64> text;
+            const auto end = std::to_chars(text.begin(), text.end(), va_arg(arguments, double)).ptr;
+            return {text.begin(), end};
+        }
+    }
+}
+
+NQStatus format_message(NQU8String* self, void* user_data, NQStatus code, ...) noexcept {
     if (const NQStatus status = enter(self, Call::kFormatMessage)) return status;
+    std::string text;
+    va_list arguments;
+    va_start(arguments, code);
+    const MessageArguments expected = arguments_of(code);
+    for (int i = 0; i < expected.count; ++i) {
+        if (i != 0) text += ", ";
+        text += next_argument(expected.kind, arguments);
+    }
+    va_end(arguments);
     HostString& string = own(self);
+    string.service->record({user_data, code, text});
     string.length = 0;
-    return insert_bytes(string, 0, "message " + std::to_string(code));
+    return insert_bytes(string, 0, "message " + std::to_string(code) + "(" + text + ")");
 }
 
 constexpr NQU8StringMethods kMethods{append, insert, trim, format_message};
@@ -284,6 +328,13 @@ StringService::StringService(HostCore& core) : core_(core) {
     table_.copyText = copy_text;
     table_.base64EncodeU8 = base64_encode;
     table_.base64URLEncodeU8 = base64_url_encode;
+}
+
+void StringService::record(FormattedMessage message) {
+    constexpr std::size_t kMessagesKept = 4096;
+    const std::lock_guard lock(messages_mutex_);
+    if (messages_.size() == kMessagesKept) messages_.clear();
+    messages_.push_back(std::move(message));
 }
 
 NQU8String* StringService::make(HostPool* pool, std::string_view text) {

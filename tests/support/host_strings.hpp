@@ -1,6 +1,8 @@
 #pragma once
+#include <mutex>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "nqinstance/host/string.h"
 #include "tests/support/host_core.hpp"
@@ -12,6 +14,13 @@ enum class Flag1 {
     kContinue,  // adds to that string
     kReplace,   // releases it and makes a new one
     kMakeNew,   // makes a new one; the old one stays whoever's it was
+};
+
+// One formatMessage, with the arguments of the messages that validation makes.
+struct FormattedMessage {
+    void* user_data;
+    NQStatus code;
+    std::string arguments;  // in the text's manner: "5, 7"
 };
 
 // "nqstring", and the string objects. A changed string moves to another buffer whenever it is
@@ -27,11 +36,17 @@ class StringService {
     NQU8String* make(HostPool* pool, std::string_view text);
     NQString* make_text(HostPool* pool, std::u32string_view text);
 
+    // The calls of formatMessage, in order; looked at by one thread.
+    const std::vector<FormattedMessage>& messages() const { return messages_; }
+    void record(FormattedMessage message);
+
     Flag1 flag1 = Flag1::kContinue;
 
   private:
     HostCore& core_;
     ExtensionTable<NQStringApi, StringService> table_{};
+    std::mutex messages_mutex_;
+    std::vector<FormattedMessage> messages_;
 };
 
 // The string's bytes; a missing terminator is a fault.

@@ -121,6 +121,42 @@ class PlantedFaults(unittest.TestCase):
         found = self.check("wide", self.build(source, name="bodies_avx2.cpp", compiler=CXX))
         self.assertEqual([line for line in found if "add" in line], [])
 
+    def check_abi(self, action, library):
+        command = [sys.executable, HERE / "abi.py", action, library, self.path / "abi.xml",
+                   self.path / "headers"]
+        done = subprocess.run(command, capture_output=True, text=True)
+        self.assertEqual(done.stderr, "")
+        return done.returncode, done.stdout
+
+    def build_record(self, fields, function="copy", options=("-g",)):
+        """A library that works on a record of its header's."""
+        (self.path / "headers").mkdir(exist_ok=True)
+        self.write("headers/record.h",
+                   f"typedef struct Record {{ int (*use)(struct Record*); {fields} }} Record;")
+        source = f"""
+            #include "headers/record.h"
+            __attribute__((visibility("default"))) int {function}(Record* record) {{
+                return record->use(record);
+            }}"""
+        return self.build(source, options=[*options, *HARDENED])
+
+    def test_abi(self):
+        fields = "int first; long second;"
+        self.assertEqual(self.check_abi("write", self.build_record(fields)), (0, ""))
+        self.assertEqual(self.check_abi("check", self.build_record(fields)), (0, ""))
+        planted = [
+            ("'int first' offset changed", ["long second; int first;"]),
+            ("type size changed", [fields + " long third;"]),
+            ("type of 'long int second' changed", [fields.replace("long", "double")]),
+            ("1 Added function", [fields, "other"]),
+            ("no debug information", [fields, "copy", ()]),
+        ]
+        for message, record in planted:
+            with self.subTest(message):
+                status, output = self.check_abi("check", self.build_record(*record))
+                self.assertEqual(status, 1)
+                self.assertIn(message, output)
+
     def check_headers(self, root, *names):
         done = subprocess.run([sys.executable, HERE / "check_headers.py", root, CC, CXX, *names],
                               capture_output=True, text=True)
