@@ -58,7 +58,7 @@ NQStatus clone(InstanceHeader* self, HostPool* pool, uint32_t, InstanceHeader** 
     return NQ_STATUS_OK;
 }
 
-constexpr ObjectKind kArrayKind{"NQArray", destroy, clone};
+constexpr ObjectKind kArrayKind = object_kind<"NQArray">(destroy, clone);
 
 NQStatus create_array(NQArrayApi*, HostPool* pool, uint64_t, NQArray** out) noexcept {
     NQArray* array = make_array(pool);

@@ -1,5 +1,7 @@
 #pragma once
 #include <cstdint>
+#include <optional>
+#include <string_view>
 
 namespace nq {
 
@@ -15,5 +17,12 @@ constexpr uint64_t base64_length(uint64_t bytes) noexcept {
 // Writes base64_length(length) characters to `out`, without a terminator.
 void encode_base64(const uint8_t* bytes, uint64_t length, Base64Alphabet alphabet,
                    uint8_t* out) noexcept;
+
+// How many bytes a text stands for: digits of one of the two alphabets, the last group padded or
+// not. Nothing when it is no such text, or when its last digit holds bits of no byte.
+std::optional<uint64_t> decoded_base64_length(std::string_view text) noexcept;
+
+// Writes the bytes of a text that has such a length.
+void decode_base64(std::string_view text, uint8_t* out) noexcept;
 
 }  // namespace nq

@@ -1,9 +1,10 @@
 #include "standalone/dictionaries.hpp"
 
-#include <bit>
+#include <algorithm>
 #include <cstring>
 #include <new>
 #include <string_view>
+#include <utility>
 
 #include "standalone/arrays.hpp"
 #include "standalone/extension.hpp"
@@ -18,10 +19,12 @@ namespace {
 struct Entry {
     NQU8String* key;
     InstanceHeader* value;
-    uint64_t hash;
+    uint64_t mark;  // of the key
 };
 
-constexpr uint64_t kFirstSlots = 16;
+// The first entries have no index: to look at each costs less than to hash a key.
+constexpr uint64_t kListed = 8;
+constexpr uint64_t kFirstSlots = 32;
 constexpr uint32_t kNoEntry = 0;
 
 // The entries in the order of their keys' arrival, and an open-addressed index of their numbers,
@@ -29,30 +32,70 @@ constexpr uint32_t kNoEntry = 0;
 struct Table {
     Entry* entries;
     uint64_t count;
-    uint32_t* slots;
-    uint64_t slot_count;  // a power of two; `entries` has room for half as many
+    uint32_t* slots;      // null where there are at most kListed entries
+    uint64_t slot_count;  // 0 or a power of two; `entries` has room for half as many
 };
 
-// The table stands apart from the object, which may be moved, and comes from the same pool.
+// In the object itself, so it moves along when that is moved.
 Table& table_of(const NQDictionary& dictionary) noexcept {
-    return *static_cast<Table*>(dictionary.host[0]);
+    static_assert(sizeof(Table) <= sizeof dictionary.host && alignof(Table) <= alignof(void*));
+    return *std::launder(reinterpret_cast<Table*>(const_cast<void**>(dictionary.host)));
+}
+
+// The first seven bytes of the text and, lowest, its length as far as a byte holds it: tells all
+// texts of up to seven bytes apart, and most others.
+constexpr std::size_t kWholeInMark = 7;
+
+uint64_t fingerprint(std::string_view text) noexcept {
+    const std::size_t size = text.size();
+    uint64_t start = 0;
+    if (size > kWholeInMark) {
+        std::memcpy(&start, text.data(), sizeof start);
+        return start << 8 | std::min<std::size_t>(size, UINT8_MAX);
+    }
+    if (size >= 4) {
+        uint32_t first;
+        uint32_t last;
+        std::memcpy(&first, text.data(), sizeof first);
+        std::memcpy(&last, text.data() + size - sizeof last, sizeof last);
+        start = first | uint64_t{last} << (size - sizeof last) * 8;
+    } else {
+        for (const char byte : text) start = start << 8 | static_cast<uint8_t>(byte);
+    }
+    return start << 8 | size;
+}
+
+// What an entry remembers of its key as long as there is no index, and then.
+uint64_t mark_of(const Table& table, std::string_view key) noexcept {
+    return table.slots ? keyed_hash(key) : fingerprint(key);
 }
 
 // The slot of the key, or the empty slot where it belongs.
-uint64_t find_slot(const Table& table, std::string_view key, uint64_t hash) noexcept {
+uint32_t& find_slot(const Table& table, std::string_view key, uint64_t hash) noexcept {
     const uint64_t mask = table.slot_count - 1;
     uint64_t slot = hash & mask;
     for (; table.slots[slot] != kNoEntry; slot = (slot + 1) & mask) {
         const Entry& entry = table.entries[table.slots[slot] - 1];
-        if (entry.hash == hash && text_of(*entry.key) == key) break;
+        if (entry.mark == hash && text_of(*entry.key) == key) break;
     }
-    return slot;
+    return table.slots[slot];
+}
+
+Entry* find_entry(const Table& table, std::string_view key, uint64_t mark) noexcept {
+    if (table.slots) {
+        const uint32_t number = find_slot(table, key, mark);
+        return number == kNoEntry ? nullptr : &table.entries[number - 1];
+    }
+    Entry* const end = table.entries + table.count;
+    for (Entry* entry = table.entries; entry != end; ++entry) {
+        if (entry->mark != mark) continue;
+        if (key.size() <= kWholeInMark || text_of(*entry->key) == key) return entry;
+    }
+    return nullptr;
 }
 
 Entry* find_entry(const Table& table, std::string_view key) noexcept {
-    if (table.count == 0) return nullptr;
-    const uint32_t number = table.slots[find_slot(table, key, keyed_hash(key))];
-    return number == kNoEntry ? nullptr : &table.entries[number - 1];
+    return find_entry(table, key, mark_of(table, key));
 }
 
 void give_back(HostPool* pool, void* block) noexcept {
@@ -62,10 +105,16 @@ void give_back(HostPool* pool, void* block) noexcept {
 void enter_all(Table& table) noexcept {
     const uint64_t mask = table.slot_count - 1;
     for (uint64_t i = 0; i < table.count; ++i) {
-        uint64_t slot = table.entries[i].hash & mask;
+        uint64_t slot = table.entries[i].mark & mask;
         while (table.slots[slot] != kNoEntry) slot = (slot + 1) & mask;
         table.slots[slot] = static_cast<uint32_t>(i + 1);
     }
+}
+
+bool set_room(Table& table, HostPool* pool, uint64_t room) noexcept {
+    void* entries = pool->realloc(pool, table.entries, room * sizeof *table.entries, 0);
+    if (entries) table.entries = static_cast<Entry*>(entries);
+    return entries != nullptr;
 }
 
 // Gives the table that many slots and room for half as many entries.
@@ -74,54 +123,48 @@ bool set_slots(Table& table, HostPool* pool, uint64_t slot_count) noexcept {
     if (room > UINT32_MAX - 1) return false;
     void* slots = pool->alloc(pool, slot_count * sizeof *table.slots, ALLOC_ZERO_FILL);
     if (!slots) return false;
-    void* entries = pool->realloc(pool, table.entries, room * sizeof *table.entries, 0);
-    if (!entries) {
+    if (!set_room(table, pool, room)) {
         pool->free(pool, slots);
         return false;
     }
+    if (!table.slots) {
+        for (uint64_t i = 0; i < table.count; ++i) {
+            table.entries[i].mark = keyed_hash(text_of(*table.entries[i].key));
+        }
+    }
     give_back(pool, table.slots);
-    table.entries = static_cast<Entry*>(entries);
     table.slots = static_cast<uint32_t*>(slots);
     table.slot_count = slot_count;
     enter_all(table);
     return true;
 }
 
-Table* make_table(HostPool* pool) noexcept {
-    void* block = pool->alloc(pool, sizeof(Table), 0);
-    return block ? new (block) Table{} : nullptr;
-}
-
-void free_table(Table& table, HostPool* pool) noexcept {
-    give_back(pool, table.entries);
-    give_back(pool, table.slots);
-    pool->free(pool, &table);
+// Room for one more entry.
+bool make_room(Table& table, HostPool* pool) noexcept {
+    if (!table.slots) {
+        if (table.count == 0 && !table.entries) return set_room(table, pool, kListed);
+        return table.count < kListed || set_slots(table, pool, kFirstSlots);
+    }
+    return table.count * 2 < table.slot_count || set_slots(table, pool, table.slot_count * 2);
 }
 
 NQStatus set(NQDictionary* self, NQU8String* key, InstanceHeader* value) noexcept {
     if (!key) return NQ_STATUS_INVALID_ARGUMENT;
     Table& table = table_of(*self);
     const std::string_view text = text_of(*key);
-    const uint64_t hash = keyed_hash(text);
-    if (table.count * 2 == table.slot_count) {
-        // Replacing a value needs no room and must not fail for want of it.
-        if (!find_entry(table, text)) {
-            const uint64_t slots = table.slot_count ? table.slot_count * 2 : kFirstSlots;
-            if (!set_slots(table, self->header.pool, slots)) return NQ_STATUS_NO_MEMORY;
-        }
-    }
-    retain(value);
-    uint32_t& number = table.slots[find_slot(table, text, hash)];
-    if (number != kNoEntry) {
-        Entry& entry = table.entries[number - 1];
-        InstanceHeader* replaced = entry.value;
-        entry.value = value;
-        drop(replaced);
+    uint64_t mark = mark_of(table, text);
+    if (Entry* entry = find_entry(table, text, mark)) {
+        retain(value);
+        drop(std::exchange(entry->value, value));
         return NQ_STATUS_OK;
     }
+    const bool was_indexed = table.slots;
+    if (!make_room(table, self->header.pool)) return NQ_STATUS_NO_MEMORY;
+    if (table.slots && !was_indexed) mark = keyed_hash(text);
     retain(&key->header);
-    table.entries[table.count++] = {key, value, hash};
-    number = static_cast<uint32_t>(table.count);
+    retain(value);
+    table.entries[table.count++] = {key, value, mark};
+    if (table.slots) find_slot(table, text, mark) = static_cast<uint32_t>(table.count);
     return NQ_STATUS_OK;
 }
 
@@ -145,7 +188,11 @@ NQStatus list_keys(NQDictionary* self, NQArray** keys) noexcept {
     const Table& table = table_of(*self);
     NQArray* list = make_array(self->header.pool, table.count);
     if (!list) return NQ_STATUS_NO_MEMORY;
-    for (uint64_t i = 0; i < table.count; ++i) list->append(list, table.entries[i].key, 0);
+    for (uint64_t i = 0; i < table.count; ++i) {
+        list->elements[i] = &table.entries[i].key->header;
+        retain(list->elements[i]);
+    }
+    list->count = table.count;
     *keys = list;
     return NQ_STATUS_OK;
 }
@@ -159,7 +206,8 @@ NQStatus destroy(InstanceHeader* self) noexcept {
         drop(&table.entries[i].key->header);
         drop(table.entries[i].value);
     }
-    free_table(table, pool);
+    give_back(pool, table.entries);
+    give_back(pool, table.slots);
     const NQStatus status = pool->free(pool, self);
     extension->handle.release(extension);
     return status;
@@ -167,22 +215,17 @@ NQStatus destroy(InstanceHeader* self) noexcept {
 
 NQStatus clone(InstanceHeader* self, HostPool* pool, uint32_t, InstanceHeader** out) noexcept;
 
-constexpr ObjectKind kDictionaryKind{"NQDictionary", destroy, clone};
+constexpr ObjectKind kDictionaryKind = object_kind<"NQDictionary">(destroy, clone);
 
 NQDictionary* make_dictionary(HostPool* pool, NQDictionaryApi* extension) noexcept {
-    Table* table = make_table(pool);
-    if (!table) return nullptr;
     auto* dictionary = make_object<NQDictionary>(kDictionaryKind, pool);
-    if (!dictionary) {
-        free_table(*table, pool);
-        return nullptr;
-    }
+    if (!dictionary) return nullptr;
     dictionary->extension = extension;
     dictionary->set = set;
     dictionary->get = get;
     dictionary->find = find;
     dictionary->listKeys = list_keys;
-    dictionary->host[0] = table;
+    new (dictionary->host) Table{};
     static_cast<Extension<NQDictionaryApi>*>(extension)->hold();
     return dictionary;
 }
@@ -194,7 +237,8 @@ NQStatus clone(InstanceHeader* self, HostPool* pool, uint32_t, InstanceHeader** 
     NQDictionary* made = make_dictionary(pool, source->extension);
     if (!made) return NQ_STATUS_NO_MEMORY;
     Table& to = table_of(*made);
-    if (from.count && !set_slots(to, pool, from.slot_count)) {
+    if (from.count &&
+        !(from.slots ? set_slots(to, pool, from.slot_count) : set_room(to, pool, kListed))) {
         drop(&made->header);
         return NQ_STATUS_NO_MEMORY;
     }
@@ -204,7 +248,7 @@ NQStatus clone(InstanceHeader* self, HostPool* pool, uint32_t, InstanceHeader** 
         retain(to.entries[i].value);
     }
     to.count = from.count;
-    enter_all(to);
+    if (to.slots) enter_all(to);
     *out = &made->header;
     return NQ_STATUS_OK;
 }

@@ -2,9 +2,11 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <charconv>
 #include <cmath>
 #include <cstdint>
+#include <limits>
 #include <utility>
 
 #include "standalone/utf8_decoder.hpp"
@@ -230,6 +232,41 @@ std::string_view digits(double value, std::chars_format format, uint64_t precisi
     return {begin, std::to_chars(begin, begin + buffer.size(), value, format, limited).ptr};
 }
 
+// The fixed digits of a number that is not negative and small enough to be scaled in whole numbers;
+// the result is exact before it is rounded, half to even, as it is from the general way. Empty: the
+// number or the precision is too great.
+std::string_view small_fixed_digits(double value, uint64_t precision,
+                                    NumberBuffer& buffer) noexcept {
+    constexpr uint64_t kPowers[] = {1, 10, 100, 1000, 10000, 100000, 1000000};
+    constexpr double kLimit = 0x1p32;
+    if (precision == 0 || precision >= std::size(kPowers) || !(value < kLimit)) return {};
+    // value = mantissa / 2^shift
+    constexpr int kMantissaBits = std::numeric_limits<double>::digits - 1;
+    constexpr uint64_t kHiddenBit = uint64_t{1} << kMantissaBits;
+    const auto bits = std::bit_cast<uint64_t>(value);
+    const auto exponent = static_cast<int>(bits >> kMantissaBits);
+    const uint64_t mantissa = (bits & (kHiddenBit - 1)) | (exponent ? kHiddenBit : 0);
+    const int shift = 1023 + kMantissaBits - (exponent ? exponent : 1);
+    // Beyond that all is less than half of the last digit.
+    uint64_t scaled = 0;
+    if (shift < 2 * 64 - 1) {
+        __extension__ using Wide = unsigned __int128;
+        const Wide product = Wide{mantissa} * kPowers[precision];
+        const Wide half = Wide{1} << (shift - 1);
+        const Wide rest = product & (half * 2 - 1);
+        scaled = static_cast<uint64_t>(product >> shift);
+        scaled += rest > half || (rest == half && (scaled & 1));
+    }
+    char* const begin = buffer.data();
+    char* end = std::to_chars(begin, begin + buffer.size(), scaled / kPowers[precision]).ptr;
+    *end = '.';
+    uint64_t fraction = scaled % kPowers[precision];
+    for (uint64_t i = precision; i != 0; --i, fraction /= 10) {
+        end[i] = static_cast<char>('0' + fraction % 10);
+    }
+    return {begin, end + 1 + precision};
+}
+
 // Where the exponent begins; the end when there is none.
 std::size_t exponent_position(std::string_view text, char mark) noexcept {
     return std::min(text.find(mark), text.size());
@@ -259,6 +296,8 @@ void render_finite(double value, Directive directive, NumberBuffer& buffer,
     char mark = 'e';
     switch (directive.conversion) {
         case 'f':
+            number.head = small_fixed_digits(value, directive.precision, buffer);
+            if (!number.head.empty()) return;
             text = digits(value, std::chars_format::fixed, directive.precision, buffer);
             break;
         case 'e':
@@ -331,23 +370,24 @@ class UnitSink {
   public:
     UnitSink(NQChar* buffer, uint64_t capacity) noexcept : buffer_(buffer), room_(capacity) {}
 
-    void literal(const NQChar* text, uint64_t length) noexcept {
-        const uint64_t count = claim(length);
-        buffer_ = std::copy_n(text, count, buffer_);
-    }
+    void literal(const NQChar* text, uint64_t length) noexcept { copy(text, length); }
     void fill(char character, uint64_t length) noexcept {
         const uint64_t count = claim(length);
         buffer_ = std::fill_n(buffer_, count, static_cast<NQChar>(character));
     }
-    void ascii(std::string_view text) noexcept {
-        const uint64_t count = claim(text.size());
-        buffer_ = std::copy_n(text.data(), count, buffer_);
-    }
+    void ascii(std::string_view text) noexcept { copy(text.data(), text.size()); }
     void put(NQChar character) noexcept { literal(&character, 1); }
     bool is_full() const noexcept { return is_full_; }
     const NQChar* end() const noexcept { return buffer_; }
 
   private:
+    template <class Unit>
+    void copy(const Unit* text, uint64_t length) noexcept {
+        // Most pieces are a few characters, for which a loop is cheaper than a call.
+        const Unit* const end = text + claim(length);
+        while (text != end) *buffer_++ = static_cast<NQChar>(*text++);
+    }
+
     uint64_t claim(uint64_t length) noexcept {
         is_full_ |= length > room_;
         const uint64_t count = std::min(length, room_);
@@ -466,6 +506,50 @@ bool convert(Directive directive, Arguments& arguments, Sink& sink) {
     return true;
 }
 
+// The directive that most are: a decimal integer, perhaps with zeros before it. It is read and
+// formatted without what only the others need.
+template <class Unit>
+class PlainInteger {
+  public:
+    // False: what follows the percent sign is another directive.
+    bool read(const Unit* at, const Unit* end) noexcept {
+        if (end - at >= 2 && at[0] == Unit{'0'} && at[1] >= Unit{'1'} && at[1] <= Unit{'9'}) {
+            width_ = static_cast<std::size_t>(at[1] - Unit{'0'});
+            at += 2;
+        }
+        for (int i = 0; i < 2 && at != end && *at == Unit{'l'}; ++i) ++at;
+        if (at == end || (*at != Unit{'d'} && *at != Unit{'u'})) return false;
+        is_signed_ = *at == Unit{'d'};
+        at_ = at + 1;
+        return true;
+    }
+
+    // Where the format goes on.
+    const Unit* at() const noexcept { return at_; }
+
+    template <class Sink>
+    void emit(uint64_t value, Sink& sink) const {
+        char text[1 + std::numeric_limits<uint64_t>::digits10 + 1];
+        char* const end = text + sizeof text;
+        char* begin = end;
+        const bool is_negative = is_signed_ && static_cast<int64_t>(value) < 0;
+        if (is_negative) value = magnitude(static_cast<int64_t>(value));
+        const std::size_t width = width_ - (is_negative && width_ != 0);
+        do {
+            *--begin = static_cast<char>('0' + value % 10);
+            value /= 10;
+        } while (value != 0);
+        while (static_cast<std::size_t>(end - begin) < width) *--begin = '0';
+        if (is_negative) *--begin = '-';
+        sink.ascii({begin, static_cast<std::size_t>(end - begin)});
+    }
+
+  private:
+    const Unit* at_ = nullptr;
+    std::size_t width_ = 0;
+    bool is_signed_ = false;
+};
+
 template <class Unit, class Sink>
 NQStatus format(const Unit* at, uint64_t length, Arguments& arguments, Sink& sink) {
     const Unit* const end = at + length;
@@ -475,9 +559,13 @@ NQStatus format(const Unit* at, uint64_t length, Arguments& arguments, Sink& sin
         if (sink.is_full()) return NQ_STATUS_BUFFER_TOO_SMALL;
         if (percent == end) break;
         at = percent + 1;
+        PlainInteger<Unit> integer;
         if (at != end && *at == Unit{'%'}) {
             sink.fill('%', 1);
             ++at;
+        } else if (integer.read(at, end)) {
+            integer.emit(arguments.integer(), sink);
+            at = integer.at();
         } else {
             Directive directive;
             DirectiveReader<Unit> reader(at, end, arguments);

@@ -1,5 +1,6 @@
 #include "standalone/strings.hpp"
 
+#include <algorithm>
 #include <cstdarg>
 #include <cstring>
 #include <new>
@@ -14,16 +15,20 @@
 namespace nq {
 namespace {
 
-constexpr uint64_t kInlineBytes = 32;
+// Text of up to so many bytes begins its life in the object's block, right behind the object, and
+// moves to a block of its own when it grows beyond the room there.
+constexpr uint64_t kLongestInline = 255;
+constexpr uint64_t kShortestInline = 31;
 
 struct StringObject : NQU8String {
     uint64_t capacity;  // bytes of text that the buffer has room for beside the terminator
-    uint8_t inline_bytes[kInlineBytes];
+
+    uint8_t* inline_bytes() noexcept { return reinterpret_cast<uint8_t*>(this + 1); }
 };
 
 StringObject& object(NQU8String* string) noexcept { return *static_cast<StringObject*>(string); }
 
-bool is_inline(const StringObject& string) noexcept { return string.bytes == string.inline_bytes; }
+bool is_inline(StringObject& string) noexcept { return string.bytes == string.inline_bytes(); }
 
 void end_at(StringObject& string, uint64_t length) noexcept {
     string.length = length;
@@ -113,6 +118,14 @@ struct UnitBlock {
     }
 };
 
+// Short text, such as that of a number, is seen through at once.
+bool is_short_ascii(const uint8_t* source, uint64_t units) noexcept {
+    if (units > 4 * UnitBlock::kUnits) return false;
+    NQChar all = 0;
+    for (uint64_t i = 0; i < units; ++i) all |= unit_at(source, i);
+    return all < 0x80;
+}
+
 uint64_t utf8_bytes_of(const uint8_t* source, uint64_t units) noexcept {
     uint64_t bytes = 0;
     UnitBlock block;
@@ -143,9 +156,16 @@ NQStatus append_units(StringObject& string, const void* text, uint64_t units) no
     if (__builtin_mul_overflow(units, sizeof(NQChar), &source_bytes) || !source.has(source_bytes)) {
         return NQ_STATUS_INVALID_ARGUMENT;
     }
-    const uint64_t bytes = utf8_bytes_of(source.get(), units);
+    const bool is_ascii = is_short_ascii(source.get(), units);
+    const uint64_t bytes = is_ascii ? units : utf8_bytes_of(source.get(), units);
     if (!make_room(string, bytes)) return NQ_STATUS_NO_MEMORY;
-    encode_units(source.get(), units, string.bytes + string.length);
+    uint8_t* const out = string.bytes + string.length;
+    if (is_ascii) {
+        const uint8_t* const from = source.get();
+        for (uint64_t i = 0; i < units; ++i) out[i] = static_cast<uint8_t>(unit_at(from, i));
+    } else {
+        encode_units(source.get(), units, out);
+    }
     end_at(string, string.length + bytes);
     return NQ_STATUS_OK;
 }
@@ -261,15 +281,17 @@ NQStatus clone(InstanceHeader* self, HostPool* pool, uint32_t, InstanceHeader** 
     return store(made ? &made->header : nullptr, out);
 }
 
-constexpr ObjectKind kStringKind{"NQU8String", destroy, clone};
+constexpr ObjectKind kStringKind = object_kind<"NQU8String">(destroy, clone);
 
 StringObject* make_with_capacity(HostPool* pool, uint64_t capacity) noexcept {
-    auto* string = make_object<StringObject>(kStringKind, pool);
+    const uint64_t room = capacity > kLongestInline ? 0 : std::max(capacity, kShortestInline);
+    auto* string = make_object<StringObject>(kStringKind, pool, room + 1);
     if (!string) return nullptr;
     string->methods = &kMethods;
-    string->bytes = string->inline_bytes;
-    string->capacity = kInlineBytes - 1;
-    if (capacity > string->capacity && !set_capacity(*string, capacity)) {
+    string->bytes = string->inline_bytes();
+    string->capacity = room;
+    end_at(*string, 0);
+    if (capacity > room && !set_capacity(*string, capacity)) {
         pool->free(pool, string);
         return nullptr;
     }
@@ -278,11 +300,13 @@ StringObject* make_with_capacity(HostPool* pool, uint64_t capacity) noexcept {
 
 NQStatus create_encoded(NQStringApi*, NQU8String** out, HostPool* pool, const void* text,
                         uint64_t length, uint32_t encoding) noexcept {
-    const uint64_t expected = encoding == NQ_ENCODING_UTF8 ? length : 0;
-    StringObject* string = make_with_capacity(pool, expected);
+    const bool is_utf8 = encoding == NQ_ENCODING_UTF8;
+    StringObject* string = make_with_capacity(pool, is_utf8 ? length : 0);
     if (!string) return NQ_STATUS_NO_MEMORY;
-    const NQStatus status = append(string, text, length, encoding);
-    if (status) {
+    if (is_utf8 && length && text) {
+        std::memcpy(string->bytes, text, length);
+        end_at(*string, length);
+    } else if (const NQStatus status = append(string, text, length, encoding)) {
         drop(&string->header);
         return status;
     }
@@ -339,7 +363,7 @@ NQStatus clone_units(InstanceHeader* self, HostPool* pool, uint32_t,
     return store(made ? &made->header : nullptr, out);
 }
 
-constexpr ObjectKind kUnitStringKind{"NQString", destroy_units, clone_units};
+constexpr ObjectKind kUnitStringKind = object_kind<"NQString">(destroy_units, clone_units);
 
 }  // namespace
 

@@ -34,6 +34,9 @@ inline unsigned encode_utf8(NQChar code_point, uint8_t* out) noexcept {
     return bytes;
 }
 
+// A program may also hold the library's objects, whose decode_utf8 takes the same arguments.
+inline namespace standalone {
+
 struct DecodedCharacter {
     NQChar code_point;
     unsigned bytes;  // consumed, at least 1
@@ -55,6 +58,8 @@ inline DecodedCharacter decode_utf8(const uint8_t* text, uint64_t length) noexce
     if (utf8_bytes(code_point) != bytes || !is_scalar_value(code_point)) return bad;
     return {code_point, bytes, true};
 }
+
+}  // namespace standalone
 
 // The Unicode property White_Space.
 inline constexpr bool is_white_space(NQChar code_point) noexcept {

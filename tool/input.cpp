@@ -19,6 +19,12 @@ int read_input(const std::string& name, std::string& bytes) {
     return file ? read_whole(file.get(), bytes) : errno;
 }
 
+std::vector<std::string> inputs_of(const std::vector<std::string>& files) {
+    return files.empty() ? std::vector<std::string>{"-"} : files;
+}
+
+std::string shown_input_name(const std::string& name) { return name == "-" ? "<stdin>" : name; }
+
 std::optional<TextPosition> find_malformed(std::string_view bytes) noexcept {
     Utf8Decoder decoder;
     TextPosition position;  // of the character that begins or goes on

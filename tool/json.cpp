@@ -1,89 +1,89 @@
 #include "tool/json.hpp"
 
 #include <algorithm>
-#include <memory>
+#include <vector>
 
 #include "nqinstance/host/held.hpp"
 #include "nqinstance/host/status.h"
+#include "standalone/strings.hpp"
+#include "tool/definitions_file.hpp"
+#include "tool/fault_report.hpp"
 #include "tool/input.hpp"
-#include "tool/library.hpp"
-#include "tool/output.hpp"
+#include "tool/pool.hpp"
 #include "tool/report.hpp"
+#include "tool/session.hpp"
+#include "tool/source.hpp"
 
 namespace nq::tool {
 namespace {
-
-// The name under which the library reads an input from memory.
-constexpr const char* kInputName = "nqtool input";
-
-struct DestroyPool {
-    void operator()(HostPool* pool) const noexcept { pool->destroy(pool); }
-};
-using OwnedPool = std::unique_ptr<HostPool, DestroyPool>;
 
 // Turns one input after the other into JSON text, each in a pool of its own. The pool also takes
 // back what a reading that ended at a syntax error leaves behind.
 class Converter {
   public:
-    Converter(Host& host, const Settings& settings, Output& output)
-        : host_(host), settings_(settings), output_(output) {
-        HostKernel* kernel = host.kernel();
-        constexpr auto& name = kExtensionName<NQStringApi>;
-        *strings_.out() = reinterpret_cast<NQStringApi*>(
-            kernel->loadExtension(kernel, name.data(), name.size(), 0, nullptr));
-    }
+    // `definitions` may be null.
+    Converter(Session& session, const Settings& settings, const Definitions* definitions)
+        : host_(session.host()),
+          services_(session.services()),
+          settings_(settings),
+          definitions_(definitions),
+          output_(session.output()) {}
 
     ExitStatus convert(const std::string& name) {
-        const std::string shown_name = name == "-" ? "<stdin>" : name;
-        std::string bytes;
-        if (const int error_number = read_input(name, bytes)) {
-            report_error_number(shown_name, error_number);
-            return ExitStatus::kTrouble;
+        const OwnedPool pool(host_.make_pool("nqtool input pool"));
+        if (!pool) return report_status(host_, shown_input_name(name), NQ_STATUS_NO_MEMORY);
+        Source source(host_, name);
+        if (!source.read()) return ExitStatus::kTrouble;
+        SourceError error;
+        const ExitStatus result =
+            source.parse(pool.get(), services_.json(), SourceSyntax::kConfiguration, error);
+        if (result == ExitStatus::kInvalid) {
+            report(place_in(source.shown_name(), error.line, error.column), error.what);
         }
-        if (const auto position = find_malformed(bytes)) {
-            report(shown_name + ":" + std::to_string(position->line) + ":" +
-                       std::to_string(position->column),
-                   "not valid UTF-8");
-            return ExitStatus::kInvalid;
-        }
-        host_.add_memory_file(kInputName, std::move(bytes));
-        const ExitStatus result = convert_memory_file(shown_name);
-        host_.remove_memory_file(kInputName);
-        return result;
+        if (result != ExitStatus::kGood) return result;
+        return definitions_ ? write_typed(source, pool.get())
+                            : write(source, source.dictionary(), pool.get());
     }
 
     // No further input makes sense after this.
     bool has_lost_output() const noexcept { return has_lost_output_; }
 
   private:
-    ExitStatus convert_memory_file(const std::string& shown_name) {
-        const OwnedPool pool(host_.make_pool("nqtool input pool"));
-        if (!pool || !strings_) return report_status(host_, shown_name, NQ_STATUS_NO_MEMORY);
-        InstanceApi* api = host_.api();
-        Held<NQDictionary> dictionary;
-        int32_t line = -1;
-        NQStatus status =
-            api->readConfiguration(api, pool.get(), kInputName, &line, dictionary.out());
-        if (status == NQ_STATUS_UNCLOSED_SECTION || status == NQ_STATUS_MISSING_EQUALS) {
-            // The library counts lines from 0.
-            report(shown_name + ":" + std::to_string(int64_t{line} + 1),
-                   status == NQ_STATUS_UNCLOSED_SECTION ? "section header without \"]\""
-                                                        : "line without \"=\"");
+    ExitStatus write_typed(const Source& source, HostPool* pool) {
+        Held<NQDictionary> typed;
+        std::vector<Fault> faults;
+        NQStatus status = make_typed_configuration(services_, pool, *definitions_,
+                                                   source.dictionary(), {}, typed.out(), faults);
+        if (!status && faults.empty()) {
+            status = replace_characters(services_, pool, definitions_->root(), typed.get());
+        }
+        if (status) return report_status(host_, source.shown_name(), status);
+        if (faults.empty()) return write(source, typed.get(), pool);
+        find_lines(source.bytes(), SourceSyntax::kConfiguration, faults);
+        for (const Fault& fault : faults) {
+            report_line(fault_line(source.shown_name(), fault));
+        }
+        return ExitStatus::kInvalid;
+    }
+
+    ExitStatus write(const Source& source, NQDictionary* dictionary, HostPool* pool) {
+        Held<NQU8String> text;
+        const NQStatus status = write_json(pool, &dictionary->header, text.out());
+        if (status == NQ_STATUS_BUFFER_TOO_SMALL) {
+            // Doubles are written without exponents, into a buffer of the library.
+            report(source.shown_name(), "a number too large to be written");
             return ExitStatus::kInvalid;
         }
-        if (status != NQ_STATUS_OK) return report_status(host_, shown_name, status);
-
-        Held<NQU8String> text;
-        status = write_json(pool.get(), &dictionary->header, text.out());
-        if (status != NQ_STATUS_OK) return report_status(host_, shown_name, status);
-        return print({reinterpret_cast<const char*>(text->bytes), text->length});
+        if (status) return report_status(host_, source.shown_name(), status);
+        return print(text_of(*text.get()));
     }
 
     NQStatus write_json(HostPool* pool, InstanceHeader* value, NQU8String** text) {
         InstanceApi* api = host_.api();
-        if (settings_.is_compact) return api->toJSON2(api, strings_.get(), pool, 0, 0, value, text);
+        NQStringApi* strings = services_.strings();
+        if (settings_.is_compact) return api->toJSON2(api, strings, pool, 0, 0, value, text);
         if (!settings_.indent) return api->toJSON(api, pool, value, text);
-        return api->toJSON2(api, strings_.get(), pool, 1, *settings_.indent, value, text);
+        return api->toJSON2(api, strings, pool, 1, *settings_.indent, value, text);
     }
 
     ExitStatus print(std::string_view text) {
@@ -95,28 +95,29 @@ class Converter {
     }
 
     Host& host_;
+    const Services& services_;
     const Settings& settings_;
+    const Definitions* definitions_;
     Output& output_;
-    Held<NQStringApi> strings_;
     bool has_lost_output_ = false;
 };
 
 }  // namespace
 
 ExitStatus run_json(const Settings& settings) {
-    Host host;
-    Output output;
-    if (!load_library(host, settings) || !output.open(settings.output)) return ExitStatus::kTrouble;
-
-    Converter converter(host, settings, output);
-    std::vector<std::string> files = settings.files;
-    if (files.empty()) files.emplace_back("-");
+    Session session;
+    DefinitionsFile definitions;
+    const bool is_typed = !settings.definitions.empty();
+    if (!session.open(settings) || (is_typed && !definitions.load(session, settings.definitions))) {
+        return ExitStatus::kTrouble;
+    }
+    Converter converter(session, settings, is_typed ? &definitions.get() : nullptr);
     ExitStatus worst = ExitStatus::kGood;
-    for (const std::string& file : files) {
+    for (const std::string& file : inputs_of(settings.files)) {
         worst = std::max(worst, converter.convert(file));
         if (converter.has_lost_output()) return worst;
     }
-    if (worst == ExitStatus::kGood && !output.commit()) return ExitStatus::kTrouble;
+    if (worst == ExitStatus::kGood && !session.output().commit()) return ExitStatus::kTrouble;
     return worst;
 }
 

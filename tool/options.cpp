@@ -4,8 +4,11 @@
 #include <algorithm>
 #include <charconv>
 
+#include "tool/check.hpp"
+#include "tool/describe.hpp"
 #include "tool/json.hpp"
 #include "tool/report.hpp"
+#include "tool/stream.hpp"
 #include "tool/text.hpp"
 
 namespace nq::tool {
@@ -44,6 +47,35 @@ constexpr Option kJsonOptions[] = {
      BoundedNumber{&Settings::indent, -1, kWidestIndent}},
     {nullptr, "--compact", nullptr, "write each value on one line, without blanks",
      &Settings::is_compact, "--indent"},
+    {nullptr, "--definitions", "DEFS", "give each value the type that DEFS names for its key",
+     &Settings::definitions},
+};
+
+constexpr Option kCheckOptions[] = {
+    {nullptr, "--definitions", "DEFS", "what the keys and values are to be (required)",
+     &Settings::definitions, nullptr, true},
+    {nullptr, "--input", "SYNTAX", "configuration, json, or auto (the default): by the name",
+     Choice{&Settings::input_syntax, kInputSyntaxNames}},
+    {nullptr, "--require-all", nullptr, "report each definition whose key is missing",
+     &Settings::wants_all_keys},
+    {nullptr, "--no-unknown", nullptr, "report each key that has no definition",
+     &Settings::refuses_unknown_keys},
+    {nullptr, "--max-errors", "N", "show at most N faults (20 by default), 0 meaning all",
+     BoundedNumber{&Settings::max_errors, 0, INT32_MAX}},
+    {nullptr, "--format", "FORMAT", "text (the default), json or sarif",
+     Choice{&Settings::fault_format, kFaultFormatNames}},
+};
+
+constexpr Option kDescribeOptions[] = {
+    {nullptr, "--format", "FORMAT", "table (the default) or json",
+     Choice{&Settings::table_format, kTableFormatNames}},
+};
+
+constexpr Option kStreamOptions[] = {
+    {nullptr, "--definitions", "DEFS", "what the keys and values are to be (required)",
+     &Settings::definitions, nullptr, true},
+    {nullptr, "--continue", nullptr, "report bad lines and leave them out", &Settings::goes_on},
+    {nullptr, "--rejects", "FILE", "the same, and write the bad lines to FILE", &Settings::rejects},
 };
 
 constexpr Option kCaseOptions[] = {
@@ -110,6 +142,29 @@ constexpr Command kCommands[] = {
      "all went well, 1 when a file is not valid, and 2 when something could not be read,\n"
      "written or loaded; the worst of several files counts.",
      kJsonOptions, kRunOptions, run_json},
+    {"check", kFiles, "Checks configuration files against definitions.",
+     "Prints FILE:LINE: KEY: FAULT for each value that is not what DEFS says. Without a FILE,\n"
+     "or when a FILE is -, the standard input is read. The exit status is 0 when all is valid,\n"
+     "1 when there are faults, and 2 when something could not be read, written or loaded, or\n"
+     "DEFS is not usable.",
+     kCheckOptions, kRunOptions, run_check},
+    {"describe",
+     {"DEFS", 1, 1},
+     "Shows what a definitions file defines.",
+     "Prints each key with its JSON type name, bounds and accepted values.",
+     kDescribeOptions,
+     kRunOptions,
+     run_describe},
+    {"stream",
+     {"[FILE]", 0, 1},
+     "Checks JSON values, one a line, and writes them typed.",
+     "Prints each line that is valid in compact form, and FILE:LINE: KEY: FAULT on the standard\n"
+     "error for the first one that is not, where it stops. Without a FILE, or when it is -, the\n"
+     "standard input is read. The exit status is 0 when all lines are valid, 1 when one is not,\n"
+     "and 2 when something could not be read, written or loaded, or DEFS is not usable.",
+     kStreamOptions,
+     kRunOptions,
+     run_stream},
     {"text", kNone, "Works on UTF-8 text of any size.", "", {}, kPlainOptions, nullptr},
     {"text upper", kFiles, "Writes text in upper case.", kTextDetails, kCaseOptions, kTextOptions,
      run_text_upper},
@@ -372,6 +427,8 @@ std::string help_text(const Command& command) {
 
 std::string version_text() { return "nqtool " NQTOOL_VERSION "\n"; }
 
+std::string version_number() { return NQTOOL_VERSION; }
+
 std::optional<CommandLine> parse_command_line(int argc, const char* const* argv) {
     CommandLine line;
     std::vector<std::string> arguments = guarded(argc, argv);
@@ -392,6 +449,11 @@ std::optional<CommandLine> parse_command_line(int argc, const char* const* argv)
                                          plain(unknown) + "'");
     }
     if (!line.command->run) return refuse(*line.command, "a command is missing");
+    for (const Option* option : all_options(*line.command)) {
+        if (option->is_required && !app.count(option->long_name)) {
+            return refuse(*line.command, std::string(option->long_name) + " is missing");
+        }
+    }
     const Operands& operands = line.command->operands;
     const std::vector<std::string>& given = line.settings.files;
     if (given.size() < operands.least) return refuse(*line.command, "an argument is missing");

@@ -19,6 +19,15 @@ struct Settings {
     std::vector<std::pair<std::string, std::string>> host_options;
     std::optional<int32_t> indent;
     bool is_compact = false;
+    std::string definitions;    // empty: none
+    uint32_t input_syntax = 0;  // of kInputSyntaxNames
+    uint32_t fault_format = 0;  // of kFaultFormatNames
+    uint32_t table_format = 0;  // of kTableFormatNames
+    bool wants_all_keys = false;
+    bool refuses_unknown_keys = false;
+    std::optional<int32_t> max_errors;
+    bool goes_on = false;           // past bad lines
+    std::string rejects;            // empty: none
     std::string locale;             // empty: none
     uint32_t form = 0;              // of kFormNames
     uint32_t from = 0;              // of kEncodingNames
@@ -64,6 +73,7 @@ struct Option {
     const char* help;        // null for an option that the help does not show
     Target target;
     const char* excludes = nullptr;  // the long name of an option that cannot stand beside it
+    bool is_required = false;
 };
 
 // The arguments that are no options.
@@ -87,6 +97,7 @@ struct Command {
 // made from.
 std::string help_text(const Command& command);
 std::string version_text();
+std::string version_number();
 
 struct CommandLine {
     const Command* command = nullptr;  // the group or the program when no subcommand is named

@@ -20,11 +20,14 @@ namespace {
 constexpr int kEndingSignals[] = {SIGHUP,  SIGINT,  SIGQUIT, SIGTERM,
                                   SIGPIPE, SIGALRM, SIGXCPU, SIGXFSZ};
 
-// What a signal that ends the program has to remove first. An output owns the text.
-std::atomic<const char*> doomed_file{nullptr};
+// What a signal that ends the program has to remove first. An output owns the text, and no command
+// has more outputs.
+std::atomic<const char*> doomed_files[2] = {};
 
 void remove_and_end(int signal_number) {
-    if (const char* path = doomed_file.load()) unlink(path);
+    for (const auto& file : doomed_files) {
+        if (const char* path = file.load()) unlink(path);
+    }
     raise(signal_number);  // the handler is gone already, so this ends the program
 }
 
@@ -39,6 +42,15 @@ void watch_signals() noexcept {
     }
 }
 
+// Puts `path` in the place of `old_path`.
+void exchange_doomed(const char* old_path, const char* path) noexcept {
+    for (auto& file : doomed_files) {
+        if (file.load() != old_path) continue;
+        file = path;
+        break;
+    }
+}
+
 // mkostemp, with no moment at which a signal would leave the file behind.
 Descriptor make_doomed_file(char* path) noexcept {
     sigset_t ending;
@@ -48,7 +60,7 @@ Descriptor make_doomed_file(char* path) noexcept {
     sigprocmask(SIG_BLOCK, &ending, &before);
     Descriptor file(mkostemp(path, O_CLOEXEC));
     const int error_number = errno;
-    if (file) doomed_file = path;
+    if (file) exchange_doomed(nullptr, path);
     sigprocmask(SIG_SETMASK, &before, nullptr);
     errno = error_number;
     return file;
@@ -123,7 +135,7 @@ bool Output::commit() {
     if (file_.close() != 0) return fail(errno);
     if (temporary_.empty()) return true;
     if (std::rename(temporary_.c_str(), path_.c_str()) != 0) return fail(errno);
-    doomed_file = nullptr;
+    exchange_doomed(temporary_.c_str(), nullptr);
     temporary_.clear();
     return true;
 }
@@ -131,7 +143,7 @@ bool Output::commit() {
 void Output::discard() noexcept {
     if (temporary_.empty()) return;
     unlink(temporary_.c_str());
-    doomed_file = nullptr;
+    exchange_doomed(temporary_.c_str(), nullptr);
 }
 
 }  // namespace nq::tool

@@ -178,6 +178,38 @@ TEST_F(Dictionary, AbsentAndNullKeysAreReported) {
     dictionary->header.release(dictionary);
 }
 
+// Few keys are found without an index, by what they begin with and how long they are.
+TEST_F(Dictionary, TellsKeysApartThatBeginAlike) {
+    const std::vector<std::string> keys = {
+        "",
+        std::string(1, '\0'),
+        std::string(2, '\0'),
+        "abcdefg",
+        "abcdefgh",
+        "abcdefgi",
+        std::string(255, 'x'),
+        std::string(300, 'x'),
+        // From here on there is an index.
+        std::string(299, 'x') + "y",
+        "abcdef",
+        "abcde",
+        "abcd",
+        "abc",
+    };
+    NQDictionary* dictionary = make();
+    for (std::size_t count = 0; count < keys.size(); ++count) {
+        for (std::size_t i = 0; i < keys.size(); ++i) {
+            const std::string expected = i < count ? "value " + std::to_string(i) : "-";
+            EXPECT_EQ(value_of(dictionary, keys[i]), expected) << count << " keys, key " << i;
+        }
+        EXPECT_EQ(keys_of(dictionary).size(), count);
+        ASSERT_EQ(set(dictionary, keys[count], "old"), NQ_STATUS_OK);
+        ASSERT_EQ(set(dictionary, keys[count], "value " + std::to_string(count)), NQ_STATUS_OK);
+    }
+    EXPECT_EQ(keys_of(dictionary), keys);
+    dictionary->header.release(dictionary);
+}
+
 TEST_F(Dictionary, SurvivesBeingMoved) {
     NQDictionary* dictionary = make();
     for (int i = 0; i < 100; ++i) set(dictionary, std::to_string(i), std::to_string(i * i));

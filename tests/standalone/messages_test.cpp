@@ -133,10 +133,10 @@ TEST(Messages, OtherCodesHaveNone) {
 
 TEST(Messages, ArgumentsAreWritten) {
     EXPECT_EQ(message(0x8bbff8aa, int64_t{-5}, INT64_MIN),
-              "The value -5 is less than the minimum -9223372036854775808.");
+              "The value -5 is below the minimum -9223372036854775808.");
     EXPECT_EQ(message(0x8bbff8ae, UINT64_MAX, uint64_t{7}),
-              "The value 18446744073709551615 is greater than the maximum 7.");
-    EXPECT_EQ(message(0x8bbff8ac, 0.25, 1e300), "The value 0.25 is less than the minimum 1e+300.");
+              "The value 18446744073709551615 is above the maximum 7.");
+    EXPECT_EQ(message(0x8bbff8ac, 0.25, 1e300), "The value 0.25 is below the minimum 1e+300.");
     EXPECT_EQ(message(0x8bbff8b0, int64_t{4}),
               "The value 4 is not one of those that the definition accepts.");
     EXPECT_EQ(message(NQ_STATUS_END_OF_FILE), "The end of the file was reached.");
