@@ -1,5 +1,8 @@
 // The conversions of whole texts with each pair of the library's routines: every body stores the
 // same as the slow model of the rules.
+#include <algorithm>
+#include <cstring>
+
 #include "fuzz/input.hpp"
 #include "nqinstance/text/utf.h"
 #include "tests/text/utf_model.hpp"
@@ -28,11 +31,20 @@ model::Read read_utf16(const std::uint8_t* text, std::uint64_t available) {
     return model::read_utf16(text, available, kIsBig);
 }
 
-constexpr Reader kReaders[] = {{UTF8_UTF32, model::read_utf8},
-                               {UTF16_UTF32, read_utf16<true>},
-                               {UTF16_UTF32_SWAP, read_utf16<false>},
-                               {COPY_UTF32b, read_utf32<true>},
-                               {COPY_UTF32b_SWAP, read_utf32<false>}};
+// Routines that are none of the library's are called for each character by itself.
+NQStatus own_reader(const std::uint8_t* text, std::uint64_t available, NQChar* code_point,
+                    std::uint64_t* consumed) noexcept {
+    return UTF8_UTF32(text, available, code_point, consumed);
+}
+NQStatus own_writer(NQChar code_point, std::uint8_t* target, std::uint64_t capacity,
+                    std::uint64_t* written) noexcept {
+    return UTF32_UTF8(code_point, target, capacity, written);
+}
+
+constexpr Reader kReaders[] = {
+    {UTF8_UTF32, model::read_utf8},        {UTF16_UTF32, read_utf16<true>},
+    {UTF16_UTF32_SWAP, read_utf16<false>}, {COPY_UTF32b, read_utf32<true>},
+    {COPY_UTF32b_SWAP, read_utf32<false>}, {own_reader, model::read_utf8}};
 
 // What a writer stores of a code point where there is room, and from how much room on it does.
 struct Written {
@@ -79,11 +91,15 @@ Written write_utf32(NQChar code_point) {
     return {in_order(code_point, 4, kIsBig), 4};
 }
 
-constexpr Writer kWriters[] = {
-    {UTF32_UTF8, write_utf8},           {UTF16_UTF8, write_utf8_of_unit},
-    {UTF32_UTF16, write_unit<false>},   {UTF32_UTF16_SWAP, write_unit<true>},
-    {UTF32_UTF16s, write_pairs<false>}, {UTF32_UTF16s_SWAP, write_pairs<true>},
-    {COPY_UTF32, write_utf32<true>},    {COPY_UTF32_SWAP, write_utf32<false>}};
+constexpr Writer kWriters[] = {{UTF32_UTF8, write_utf8},
+                               {UTF16_UTF8, write_utf8_of_unit},
+                               {UTF32_UTF16, write_unit<false>},
+                               {UTF32_UTF16_SWAP, write_unit<true>},
+                               {UTF32_UTF16s, write_pairs<false>},
+                               {UTF32_UTF16s_SWAP, write_pairs<true>},
+                               {COPY_UTF32, write_utf32<true>},
+                               {COPY_UTF32_SWAP, write_utf32<false>},
+                               {own_writer, write_utf8}};
 
 struct Outcome {
     NQStatus status;
@@ -137,6 +153,70 @@ Outcome model_from_utf32(const Bytes& source, std::uint64_t capacity, const Read
     return outcome;
 }
 
+// Each writer by itself, in room of the input's choice.
+void check_writers(NQChar code_point, std::uint64_t room) {
+    for (const Writer& writer : kWriters) {
+        const Written expected = writer.model(code_point);
+        // Below what it needs a routine writes nothing; what needs no room must have it.
+        const std::uint64_t capacity = room % 5;
+        Bytes target(std::max<std::uint64_t>(capacity, expected.bytes.size()), 0xA5);
+        std::uint64_t written = 99;
+        const NQStatus status = writer.routine(code_point, target.data(), capacity, &written);
+        const bool fits = capacity >= expected.needs;
+        NQ_REQUIRE(status == (fits ? 0 : 0x803FE807));
+        if (!fits) continue;
+        NQ_REQUIRE(written == expected.bytes.size());
+        NQ_REQUIRE(std::equal(expected.bytes.begin(), expected.bytes.end(), target.begin()));
+    }
+}
+
+std::uint64_t value_at(const Bytes& bytes, unsigned count, bool is_big) {
+    std::uint64_t value = 0;
+    for (unsigned i = 0; i < count; ++i) {
+        value |= std::uint64_t{bytes[i]} << 8 * (is_big ? count - 1 - i : i);
+    }
+    return value;
+}
+
+void check_units(const Bytes& source, std::uint64_t capacity) {
+    if (source.size() >= 4) {
+        NQ_REQUIRE(Byte2DWord(source.data()) == value_at(source, 4, false));
+        NQ_REQUIRE(Byte2DWord_swap(source.data()) == value_at(source, 4, true));
+    }
+    if (source.size() >= 2) {
+        NQ_REQUIRE(Byte2Word(source.data()) == value_at(source, 2, false));
+        NQ_REQUIRE(Byte2Word_swap(source.data()) == value_at(source, 2, true));
+        NQ_REQUIRE(BYTE_UTF16_UTF32(source.data()) == value_at(source, 2, true));
+        NQ_REQUIRE(BYTE_UTF16_UTF32_SWAP(source.data()) == value_at(source, 2, false));
+    }
+    std::uint16_t units[2] = {};
+    std::uint64_t consumed = 99;
+    const NQStatus status = UTF8_UTF16(source.data(), source.size(), units, &consumed);
+    const model::Read read = model::read_utf8(source.data(), source.size());
+    NQ_REQUIRE((status == 0) == (read.status == 0) && consumed == read.consumed);
+    const Bytes expected = write_pairs<false>(read.code_point).bytes;
+    NQ_REQUIRE(std::memcmp(units, expected.data(), expected.size()) == 0);
+
+    Bytes copy(capacity);
+    std::uint64_t copied = 99;
+    const bool fits = source.size() <= capacity;
+    NQ_REQUIRE(COPY_UTF(source.data(), source.size(), copy.data(), capacity, &copied) ==
+               (fits ? 0 : 0x803FE807));
+    NQ_REQUIRE(copied == std::min<std::uint64_t>(source.size(), capacity));
+    NQ_REQUIRE(std::equal(copy.begin(), copy.begin() + static_cast<std::ptrdiff_t>(copied),
+                          source.begin()));
+
+    for (std::uint64_t length = 1; length <= std::min<std::uint64_t>(4, source.size()); ++length) {
+        std::uint64_t plausible = 99;
+        const bool is_legal = isLegalUTF8(source.data(), length, &plausible) != 0;
+        NQ_REQUIRE(plausible <= length);
+        // What is legal of the announced length is what the reader takes as one character.
+        if (is_legal && length == model::announced_length(source[0])) {
+            NQ_REQUIRE(read.status == 0 && read.consumed == length);
+        }
+    }
+}
+
 }  // namespace
 }  // namespace nq::fuzz
 
@@ -172,6 +252,9 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const NQStatus status = reader.routine(source.data(), source.size(), &code_point, &consumed);
     NQ_REQUIRE(nq::test::model::Read{status, code_point, consumed} ==
                reader.model(source.data(), source.size()));
+
+    check_units(source, capacity);
+    check_writers(source.size() < 4 ? room : read_utf32<false>(source.data(), 4).code_point, room);
 
     std::vector<NQChar> units(source.size() / 4);
     std::uint64_t bytes = 0;
