@@ -1,0 +1,28 @@
+#!/usr/bin/env bash
+# The coverage gate: builds with counters, runs the tests and checks what they reached.
+#   tests/coverage/run.sh [BUILD-FOLDER]
+# The tests run with few rounds, and those that walk through every input of a kind are left out:
+# they reach nothing that the others do not.
+set -euo pipefail
+cd "$(dirname "$0")/../.."
+build=${1:-build/coverage}
+jobs=$(nproc)
+
+cmake --preset coverage -B "$build" >&2
+cmake --build "$build" -j "$jobs" >&2
+find "$build" -name '*.gcda' -delete
+status=0
+ITER=${ITER:-300} ctest --test-dir "$build" -j "$jobs" --output-on-failure --no-tests=error \
+    -LE 'soak|surface' -E "$(paste -sd'|' tests/coverage/left_out.txt)" \
+    >"$build/coverage-tests.log" 2>&1 || status=$?
+if [ "$status" -ne 0 ]; then
+    tail -n 60 "$build/coverage-tests.log"
+    echo "The tests fail, so that their coverage says nothing."
+    exit 1
+fi
+grep -E 'tests passed' "$build/coverage-tests.log"
+
+gcovr --gcov-executable gcov-12 --root . --object-directory "$build" --filter nqinstance/ \
+    --filter standalone/ --filter tool/ --exclude-throw-branches --exclude-unreachable-branches \
+    -j "$jobs" --json "$build/coverage.json" "$build"
+python3 tests/coverage/gate.py . "$build/coverage.json"
