@@ -13,17 +13,18 @@ less than --demand percent of the changes that build were noticed, listed surviv
 """
 import argparse
 import concurrent.futures
-import dataclasses
 import json
 import os
 import pathlib
 import queue
 import random
-import re
 import shutil
 import subprocess
 import sys
 import time
+
+sys.dont_write_bytecode = True
+import mutations
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 WORK = ROOT / "build" / "mutation"
@@ -32,96 +33,25 @@ SURVIVORS = pathlib.Path(__file__).resolve().parent / "survivors.txt"
 TEST_FOLDERS = ["core", "json", "config", "datefmt", "validate", "text", "fault"]
 BUILD_SECONDS = 300
 # What a change may make a program slower by before it counts as hanging, and the least it is given.
-PATIENCE, LEAST_SECONDS = 6, 10
-
-COMPARISONS = {"<": "<=", "<=": "<", ">": ">=", ">=": ">", "==": "!=", "!=": "=="}
-OPERATORS = {"&&": "||", "||": "&&", "+": "-", "-": "+", "<<": ">>", ">>": "<<"}
-STATEMENT = re.compile(r"^\s+[\w:*>.()\[\]-]+(\.|->)?\w*(\(.*\)| (=|\+=|-=|\|=|&=) .*);$")
-NOT_DROPPED = re.compile(r"^\s*(return|break|continue|using|typedef|static|const|constexpr|extern|"
-                         r"auto|case|default|goto|public|private|friend|struct|class|enum|template|"
-                         r"namespace|if|for|while|else|NQ_\w+\()")
-# Text in which a change says nothing about behaviour.
-NOT_CODE = re.compile(r"^\s*(#|//|\*|/\*|static_assert|NQ_RECORD|NQ_FIELD|NQ_WORD|template|namespace|"
-                      r"using|__asm__|\"|alignas|\[\[gnu::)")
+PATIENCE, LEAST_SECONDS = 6, 20
 
 
-@dataclasses.dataclass(frozen=True)
-class Change:
-    path: str
-    line: int  # from 1
-    before: str
-    after: str
 
-    def name(self):
-        return f"{self.path}:{self.line}: {self.before.strip()} -> {self.after.strip() or ';'}"
-
-    def key(self):
-        """Survives a move of the line within its file."""
-        return f"{self.path}: {self.before.strip()} -> {self.after.strip() or ';'}"
+def name_of(mutation):
+    return f"{mutation.path}:{mutation.line}: {key_of(mutation)}"
 
 
-def blanked(line):
-    """The line with texts, characters and comments replaced by blanks of the same length."""
-    line = re.sub(r'"(?:[^"\\]|\\.)*"|\'(?:[^\'\\]|\\.)+\'', lambda m: "\0" * len(m.group()), line)
-    return re.sub(r"//.*|/\*.*?\*/", lambda m: "\0" * len(m.group()), line)
+def key_of(mutation):
+    """What is changed into what; survives a move of the line."""
+    line = (ROOT / mutation.path).read_text().split("\n")[mutation.line - 1]
+    return f"{line.strip()} -> {mutation.changed(line).strip()}"
 
 
-def closing_parenthesis(code, start):
-    """Where the one that opens at `start` closes, or None when that is on another line."""
-    depth = 0
-    for i in range(start, len(code)):
-        depth += {"(": 1, ")": -1}.get(code[i], 0)
-        if depth == 0:
-            return i
-    return None
-
-
-def changes_of_line(line):
-    code = blanked(line)
-    for match in re.finditer(r" (<=|>=|==|!=|<|>) ", code):
-        yield match.span(1), COMPARISONS[match.group(1)]
-    for match in re.finditer(r" (&&|\|\||\+|-|<<|>>) ", code):
-        yield match.span(1), OPERATORS[match.group(1)]
-    for match in re.finditer(r"(?<![\w.'])(\d+)(?![\w.'])", code):
-        yield match.span(1), str(int(match.group(1)) + 1)
-    for match in re.finditer(r"(?<![\w.'])0x([0-9a-fA-F]+)(?![\w.'])", code):
-        yield match.span(1), f"{int(match.group(1), 16) ^ 1:x}"
-    for match in re.finditer(r"\b(true|false)\b", code):
-        yield match.span(1), "false" if match.group(1) == "true" else "true"
-    for match in re.finditer(r"\b(?:if|while) \(", code):
-        end = closing_parenthesis(code, match.end() - 1)
-        condition = line[match.end():end]
-        if end and not re.match(r"const |auto |\w+\* \w+ = ", condition):
-            yield (match.end(), end), f"!({condition})"
-
-
-def changes_of_file(path):
-    lines = path.read_text().split("\n")
-    name = str(path.relative_to(ROOT))
-    in_comment = in_asm = False
-    for number, line in enumerate(lines, 1):
-        if "/*" in line and "*/" not in line:
-            in_comment = True
-        if line.lstrip().startswith(("#define NQ_FORWARD", "__asm__")):
-            in_asm = True
-        skip = in_comment or in_asm or NOT_CODE.match(line) or line.endswith("\\")
-        if "*/" in line:
-            in_comment = False
-        if in_asm and not line.endswith("\\") and line.rstrip().endswith((");", ")")):
-            in_asm = False
-        if skip or not line.strip():
-            continue
-        for (start, end), text in changes_of_line(line):
-            yield Change(name, number, line, line[:start] + text + line[end:])
-        if STATEMENT.match(blanked(line).replace("\0", "x")) and not NOT_DROPPED.match(line):
-            yield Change(name, number, line, "")
-
-
-def all_changes(folders):
+def all_mutations(folders):
     for folder in folders:
         for path in sorted((ROOT / folder).rglob("*.[ch]pp")):
             if path.name != "case_tables.cpp":  # generated, and compared with what generates it
-                yield from changes_of_file(path)
+                yield from mutations.find(str(path.relative_to(ROOT)), path.read_text())
 
 
 class Workshop:
@@ -183,18 +113,15 @@ class Workshop:
         module = path.split("/")[1]
         return sorted(self.seconds, key=lambda p: (p.parent.name != module, self.seconds[p]))
 
-    def verdict(self, change):
+    def verdict(self, mutation):
         """What notices the change: a test program, "build" for one that is no program, or None."""
-        target = self.tree / change.path
+        target = self.tree / mutation.path
         original = target.read_text()
-        lines = original.split("\n")
-        assert lines[change.line - 1] == change.before, change
-        lines[change.line - 1] = change.after or ";"
-        target.write_text("\n".join(lines))
+        target.write_text(mutation.apply(original))
         try:
             if not self.make("nqinstance"):
                 return "build"
-            for program in self.order(change.path):
+            for program in self.order(mutation.path):
                 if not self.make(str(program.relative_to(self.build))):
                     return "build"
                 if not self.test(program, max(LEAST_SECONDS, PATIENCE * self.seconds[program])):
@@ -205,7 +132,7 @@ class Workshop:
 
 
 def known_survivors():
-    """The changes that are known to change nothing that can be seen: a reason, then the change."""
+    """The changes that are known to change nothing that can be seen, with the reason."""
     listed = {}
     if SURVIVORS.is_file():
         for line in SURVIVORS.read_text().split("\n"):
@@ -233,51 +160,51 @@ def main():
     parser.add_argument("--demand", type=float, default=90.0, help="percent")
     arguments = parser.parse_args()
 
-    everything = list(dict.fromkeys(all_changes(arguments.under or ["nqinstance"])))
+    everything = list(all_mutations(arguments.under or ["nqinstance"]))
     random.Random(arguments.seed).shuffle(everything)
-    sample = everything[:arguments.sample]
+    sample = {name_of(mutation): mutation for mutation in everything[:arguments.sample]}
     if arguments.list:
-        print("\n".join(change.name() for change in sample))
+        print("\n".join(sample))
         return 0
     print(f"{len(everything)} places, {len(sample)} of them tried, seed {arguments.seed}", flush=True)
 
     results = read_results(arguments.results)
-    open_changes = [change for change in sample if change.name() not in results]
+    open_names = [name for name in sample if name not in results]
     workshops = queue.Queue()
-    for number in range(arguments.jobs if open_changes else 0):
+    for number in range(min(arguments.jobs, len(open_names))):
         workshop = Workshop(number)
         workshop.prepare()
         workshops.put(workshop)
 
-    def attempt(change):
+    def attempt(name):
         workshop = workshops.get()
         try:
-            return change, workshop.verdict(change)
+            return workshop.verdict(sample[name])
         finally:
             workshops.put(workshop)
 
     with concurrent.futures.ThreadPoolExecutor(arguments.jobs) as pool:
-        for change, noticed_by in pool.map(attempt, open_changes):
-            results[change.name()] = noticed_by
-            print(f"{noticed_by or 'SURVIVED'}: {change.name()}", flush=True)
+        for name, noticed_by in zip(open_names, pool.map(attempt, open_names)):
+            results[name] = noticed_by
+            print(f"{noticed_by or 'SURVIVED'}: {name}", flush=True)
             if arguments.results:
                 with arguments.results.open("a") as out:
-                    out.write(json.dumps({"name": change.name(), "noticed_by": noticed_by}) + "\n")
+                    out.write(json.dumps({"name": name, "noticed_by": noticed_by}) + "\n")
 
     listed = known_survivors()
-    built = [change for change in sample if results[change.name()] != "build"]
-    survivors = [change for change in built if results[change.name()] is None]
-    explained = [change for change in survivors if change.key() in listed]
-    counted = len(built) - len(explained)
+    built = [name for name in sample if results[name] != "build"]
+    survivors = [name for name in built if results[name] is None]
+    unexplained = [name for name in survivors
+                   if f"{sample[name].path}: {key_of(sample[name])}" not in listed]
+    for name in unexplained:
+        print(f"no test notices {name}")
     noticed = len(built) - len(survivors)
-    for change in survivors:
-        if change.key() not in listed:
-            print(f"no test notices {change.name()}")
-    percent = 100.0 * noticed / max(counted, 1)
+    explained = len(survivors) - len(unexplained)
+    percent = 100.0 * noticed / max(len(built) - explained, 1)
     print(f"{len(sample) - len(built)} did not build; of {len(built)} others {noticed} noticed, "
-          f"{len(explained)} listed as unnoticeable, {len(survivors) - len(explained)} missed: "
-          f"{percent:.1f} %, {100.0 * noticed / max(len(built), 1):.1f} % with the listed ones")
-    return 0 if counted and percent >= arguments.demand else 1
+          f"{explained} listed as unnoticeable, {len(unexplained)} missed: {percent:.1f} %, "
+          f"{100.0 * noticed / max(len(built), 1):.1f} % with the listed ones")
+    return 0 if built and percent >= arguments.demand else 1
 
 
 if __name__ == "__main__":
