@@ -253,12 +253,18 @@ NQStatus JsonDocument::build(const JsonServices& services, HostPool* pool, dom::
 NQStatus JsonDocument::locate(std::string_view text, NQStatus status, TextPosition& where) const {
     where = {0, 0};
     if (!is_at_a_place(status)) return status;
-    const std::optional<uint64_t> offset =
+    std::optional<uint64_t> offset =
         find_json_error(text, status == NQ_HOST_STATUS_JSON_TOO_DEEP ? max_depth_ : UINT64_MAX);
-    if (!offset) return status;
-    where = position_of(text, *offset);
-    // The parser calls a number that breaks the grammar and one out of range the same.
-    return status == NQ_HOST_STATUS_JSON_NUMBER ? NQ_HOST_STATUS_JSON_SYNTAX : status;
+    if (status == NQ_HOST_STATUS_JSON_NUMBER) {
+        // The parser calls a number that breaks the grammar and one out of range the same.
+        if (offset) {
+            status = NQ_HOST_STATUS_JSON_SYNTAX;
+        } else {
+            offset = find_great_json_number(text);
+        }
+    }
+    if (offset) where = position_of(text, *offset);
+    return status;
 }
 
 }  // namespace nq

@@ -9,10 +9,36 @@
 namespace nq {
 namespace {
 
+// Whether a number in JSON notation is beyond the doubles.
+bool is_too_great(std::string_view number) noexcept {
+    double value;
+    const char* end = number.data() + number.size();
+    if (std::from_chars(number.data(), end, value).ec != std::errc::result_out_of_range)
+        return false;
+    // That is said of what is too small as well.
+    const std::size_t e = std::min(number.find_first_of("eE"), number.size());
+    int64_t magnitude = 0;  // the power of ten above the first digit that is not 0
+    bool is_fraction = false;
+    bool is_significant = false;
+    for (const char character : number.substr(0, e)) {
+        is_fraction |= character == '.';
+        is_significant |= character >= '1' && character <= '9';
+        if (character < '0') continue;
+        if (is_fraction == is_significant) continue;
+        magnitude += is_fraction ? -1 : 1;
+    }
+    std::string_view exponent = number.substr(std::min(e + 1, number.size()));
+    if (exponent.starts_with('+')) exponent.remove_prefix(1);
+    int64_t power = 0;
+    const auto read = std::from_chars(exponent.data(), end, power);
+    if (read.ec == std::errc::result_out_of_range) return !exponent.starts_with('-');
+    return power > -magnitude;
+}
+
 class Checker {
   public:
-    Checker(std::string_view text, uint64_t max_depth) noexcept
-        : text_(text), max_depth_(max_depth) {}
+    Checker(std::string_view text, uint64_t max_depth, bool refuses_great_numbers = false) noexcept
+        : text_(text), max_depth_(max_depth), refuses_great_numbers_(refuses_great_numbers) {}
 
     // The text is one JSON value; if not, `at` is the offending byte.
     bool check() {
@@ -150,6 +176,14 @@ class Checker {
     }
 
     bool number() noexcept {
+        const uint64_t begin = at_;
+        if (!number_of_any_size()) return false;
+        if (!refuses_great_numbers_ || !is_too_great(text_.substr(begin, at_ - begin))) return true;
+        at_ = begin;
+        return false;
+    }
+
+    bool number_of_any_size() noexcept {
         take('-');
         if (!take('0') && !digits()) return false;
         if (take('.') && !digits()) return false;
@@ -162,6 +196,7 @@ class Checker {
 
     std::string_view text_;
     uint64_t max_depth_;
+    bool refuses_great_numbers_;
     uint64_t at_ = 0;
     bool is_value_expected_ = true;
     std::string closings_;  // what closes the open containers
@@ -171,6 +206,12 @@ class Checker {
 
 std::optional<uint64_t> find_json_error(std::string_view text, uint64_t max_depth) {
     Checker checker(text, max_depth);
+    if (checker.check()) return std::nullopt;
+    return checker.at();
+}
+
+std::optional<uint64_t> find_great_json_number(std::string_view text) {
+    Checker checker(text, UINT64_MAX, true);
     if (checker.check()) return std::nullopt;
     return checker.at();
 }

@@ -85,6 +85,36 @@ constexpr bool is_sorted() noexcept {
 }
 static_assert(is_sorted(), "the codes are not in ascending order");
 
+constexpr std::string_view kReal = "%.15g";
+constexpr std::size_t kLastDigitAt = 3;  // in that directive
+
+bool is_told_by(double value, int digits) noexcept {
+    std::array<char, 32> text;
+    const auto written =
+        std::to_chars(text.begin(), text.end(), value, std::chars_format::general, digits);
+    double read = 0;
+    std::from_chars(text.begin(), written.ptr, read);
+    return read == value;
+}
+
+// As many digits for each double as tell it from all others, so that a value never reads like the
+// bound that it misses.
+template <std::size_t kRoom>
+std::string_view with_enough_digits(std::string_view text, va_list arguments,
+                                    std::array<char, kRoom>& room) noexcept {
+    std::copy(text.begin(), text.end(), room.begin());
+    for (std::size_t at = text.find(kReal); at != text.npos; at = text.find(kReal, at + 1)) {
+        const double value = va_arg(arguments, double);
+        const int digits = is_told_by(value, 15) ? 15 : is_told_by(value, 16) ? 16 : 17;
+        room[at + kLastDigitAt] = static_cast<char>('0' + digits - 10);
+    }
+    return {room.data(), text.size()};
+}
+
+constexpr std::size_t kLongestMessage = 96;
+static_assert(std::all_of(std::begin(kMessages), std::end(kMessages),
+                          [](const Message& row) { return row.text.size() <= kLongestMessage; }));
+
 }  // namespace
 
 std::string_view message_text(NQStatus code) noexcept {
@@ -103,6 +133,13 @@ NQStatus format_message(NQStatus code, va_list arguments, std::string& out) noex
             std::to_chars(unknown.begin() + kDigitsAt, unknown.end() - 1, code, 16).ptr;
         *end = '.';
         text = {unknown.data(), static_cast<std::size_t>(end + 1 - unknown.data())};
+    }
+    std::array<char, kLongestMessage> room;
+    if (text.find(kReal) != text.npos) {
+        va_list values;
+        va_copy(values, arguments);
+        text = with_enough_digits(text, values, room);
+        va_end(values);
     }
     return format_utf8(text, arguments, out);
 }

@@ -12,7 +12,8 @@ namespace nq {
 // arguments: the value, then the bound that it misses, as 64-bit integers or doubles.
 std::string_view message_text(NQStatus code) noexcept;
 
-// The message with its arguments in place of the text of `out`. An unknown code gives a text that
+// The message with its arguments in place of the text of `out`; a double has up to 17 digits, as
+// many as tell it from all others. An unknown code gives a text that
 // names it. Statuses as of format_utf8.
 NQStatus format_message(NQStatus code, va_list arguments, std::string& out) noexcept;
 

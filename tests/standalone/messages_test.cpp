@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <set>
 #include <string>
 
@@ -137,6 +138,14 @@ TEST(Messages, ArgumentsAreWritten) {
     EXPECT_EQ(message(0x8bbff8ae, UINT64_MAX, uint64_t{7}),
               "The value 18446744073709551615 is above the maximum 7.");
     EXPECT_EQ(message(0x8bbff8ac, 0.25, 1e300), "The value 0.25 is below the minimum 1e+300.");
+    EXPECT_EQ(message(0x8bbff8af, 0.30000000000000004, 0.3),
+              "The value 0.30000000000000004 is above the maximum 0.3.");
+    EXPECT_EQ(message(0x8bbff8ac, -0.0, 2.2250738585072014e-308),
+              "The value -0 is below the minimum 2.2250738585072014e-308.");
+    EXPECT_EQ(message(0x8bbff8b2, 9007199254740992.0),
+              "The value 9007199254740992 is not one of those that the definition accepts.");
+    EXPECT_EQ(message(0x8bbff8b2, std::nan("")),
+              "The value nan is not one of those that the definition accepts.");
     EXPECT_EQ(message(0x8bbff8b0, int64_t{4}),
               "The value 4 is not one of those that the definition accepts.");
     EXPECT_EQ(message(NQ_STATUS_END_OF_FILE), "The end of the file was reached.");
