@@ -6,6 +6,7 @@
 #include <random>
 #include <string>
 
+#include "tests/support/check_counter.hpp"
 #include "tests/support/random.hpp"
 
 namespace {
@@ -21,11 +22,13 @@ class YearWalkBody : public testing::TestWithParam<const nq::YearWalkBody*> {};
 
 // Each number of days up to `limit` from the first of `start`, against a counter of days.
 void check_all_days(const nq::YearWalkBody& body, std::int32_t start, std::int64_t limit) {
+    const nq::test::Checks checks("year_walk", body.name);
     std::int32_t year = start;
     std::int64_t left = 0;
     for (std::int64_t days = 0; days < limit; ++days) {
         const nq::YearWalk end = nq::finish_walk(body.walk({.days_left = days, .year = start}));
-        ASSERT_EQ(end.year, year) << body.name << ": " << days << " days from " << start;
+        ASSERT_EQ(checks.counted(end.year), year)
+            << body.name << ": " << days << " days from " << start;
         ASSERT_EQ(end.days_left, left) << body.name << ": " << days << " days from " << start;
         if (++left == length_of(year)) {
             left = 0;

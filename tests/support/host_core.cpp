@@ -8,8 +8,8 @@
 namespace nq::test {
 namespace {
 
-constexpr std::array<const char*, kExtensions> kExtensionNames{"nqstring", "nqarray",
-                                                               "nqdictionary", "nqioe", "nqinstjson"};
+constexpr std::array<const char*, kExtensions> kExtensionNames{
+    "nqstring", "nqarray", "nqdictionary", "nqioe", "nqinstjson"};
 
 int32_t is_type(InstanceHeader* self, const char* type) noexcept {
     return type && std::strcmp(self->typeName, type) == 0;

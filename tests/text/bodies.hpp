@@ -5,9 +5,12 @@
 #include <vector>
 
 #include "nqinstance/text/kernels.hpp"
+#include "tests/support/check_counter.hpp"
 #include "tests/support/library.hpp"
 
 namespace nq::test {
+
+inline std::string name_of_way(const TextKernels* way) { return way ? way->name : "library"; }
 
 // Tests run with each body of the text routines, linked in, and with the delivered library, which
 // has chosen its own: the parameter is the body, null for the library.
@@ -15,6 +18,11 @@ class TextBody : public testing::TestWithParam<const TextKernels*> {
   protected:
     void SetUp() override { text_kernels_in_use = GetParam(); }
     void TearDown() override { text_kernels_in_use = nullptr; }
+
+    // The checks of a routine in the way under test.
+    static Checks checks_of(const std::string& routine) {
+        return {routine, name_of_way(GetParam())};
+    }
 };
 
 inline std::vector<const TextKernels*> ways_to_run_text() {
@@ -24,8 +32,8 @@ inline std::vector<const TextKernels*> ways_to_run_text() {
     return ways;
 }
 
-inline std::string name_of_way(const testing::TestParamInfo<const TextKernels*>& way) {
-    return way.param ? way.param->name : "library";
+inline std::string name_of_test(const testing::TestParamInfo<const TextKernels*>& test) {
+    return name_of_way(test.param);
 }
 
 // The exported function in the way under test.
@@ -37,6 +45,6 @@ inline std::string name_of_way(const testing::TestParamInfo<const TextKernels*>&
 
 #define NQ_FOR_EACH_BODY(Suite)                                                           \
     INSTANTIATE_TEST_SUITE_P(All, Suite, testing::ValuesIn(nq::test::ways_to_run_text()), \
-                             nq::test::name_of_way)
+                             nq::test::name_of_test)
 
 }  // namespace nq::test

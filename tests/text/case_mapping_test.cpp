@@ -3,7 +3,12 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cstring>
+#include <span>
+#include <string>
 #include <string_view>
+#include <vector>
 
 #include "tests/support/guard_pages.hpp"
 #include "tests/text/case_support.hpp"
@@ -529,6 +534,190 @@ TEST_P(CaseMappingBody, LanguageIsAskedForMalformedTextAsU_FFFD) {
 }
 
 NQ_FOR_EACH_BODY(CaseMappingBody);
+
+// --- ASCII of each length around another letter --------------------------------------------------
+
+// The runs of ASCII, which have the bodies, at each length and start, against a loop.
+class CaseEdgeBody : public CaseMappingBody {
+  protected:
+    static constexpr std::size_t kMargin = 64;  // bytes around a range that are watched
+
+    static std::vector<std::size_t> lengths() {
+        std::vector<std::size_t> all;
+        for (std::size_t length = 0; length <= 300; ++length) all.push_back(length);
+        for (const std::size_t near : {511u, 1023u, 4095u, 65535u}) {
+            for (std::size_t length = near - 1; length <= near + 1; ++length) all.push_back(length);
+        }
+        return all;
+    }
+    // Each of a short text; `length` itself stands for none.
+    static std::vector<std::size_t> places(std::size_t length, std::size_t all_up_to) {
+        std::vector<std::size_t> all{length};
+        if (length <= all_up_to) {
+            for (std::size_t i = 0; i < length; ++i) all.push_back(i);
+        } else {
+            for (const std::size_t i : {std::size_t{0}, std::size_t{17}, std::size_t{48},
+                                        length / 2, length - 33, length - 1}) {
+                all.push_back(i);
+            }
+        }
+        return all;
+    }
+
+    template <class Element>
+    static Element mapped_ascii(bool is_upper, Element element) {
+        const Element first = is_upper ? 'a' : 'A';
+        return element >= first && element < first + 26 ? element ^ 0x20 : element;
+    }
+
+    // Calls check(start) for a range that starts at every offset of a 64-byte line, the first of
+    // them flush after a protected page, then for one that is flush before one.
+    template <class Check>
+    static void at_each_place(const GuardPages& pages, std::size_t bytes, std::size_t step,
+                              Check check) {
+        for (std::size_t offset = 0; offset < 64; offset += step) {
+            check(pages.all().data() + offset);
+        }
+        check(pages.last(bytes).data());
+    }
+
+    // The range with what is watched on both sides of it, as far as there are pages.
+    static std::span<std::uint8_t> around(const GuardPages& pages, std::uint8_t* start,
+                                          std::size_t bytes) {
+        const auto all = pages.all();
+        const auto before = std::min(static_cast<std::size_t>(start - all.data()), kMargin);
+        const auto from = static_cast<std::size_t>(start - all.data()) - before;
+        return all.subspan(from, std::min(before + bytes + kMargin, all.size() - from));
+    }
+
+    // Letters and their neighbours, and at `place` a letter of two bytes, if it is whole.
+    static std::string text_of(std::size_t length, std::size_t place, const char* letter) {
+        std::string text(length, 0);
+        for (std::size_t i = 0; i < length; ++i) text[i] = "aZ@[`{mA\x7Fz"[(i + place) % 10];
+        if (place + 1 < length) text.replace(place, 2, letter);
+        return text;
+    }
+    static std::string expected_of(bool is_upper, std::string text, std::size_t place,
+                                   const char* letter) {
+        for (char& byte : text)
+            byte = static_cast<char>(mapped_ascii(is_upper, static_cast<std::uint8_t>(byte)));
+        if (place + 1 < text.size()) text.replace(place, 2, letter);
+        return text;
+    }
+
+    // `map` changes a text from `source` to one at `target`, which may be the same.
+    template <class Map>
+    void check_bytes(const Checks& checks, bool is_upper, bool is_in_place, Map map) {
+        const char* const letter = is_upper ? "\u00E9" : "\u00C9";
+        const char* const other = is_upper ? "\u00C9" : "\u00E9";
+        std::size_t round = 0;
+        std::vector<std::uint8_t> expected;
+        for (const std::size_t length : lengths()) {
+            for (const std::size_t place : places(length, 120)) {
+                const std::string text = text_of(length, place, letter);
+                const std::string mapped = expected_of(is_upper, text, place, other);
+                at_each_place(pages_, length, 1, [&](std::uint8_t* start) {
+                    const auto window = around(pages_, start, length);
+                    // Letters and what continues a character, neither of them to be touched.
+                    const std::uint8_t outside = ++round % 2 ? (is_upper ? 'q' : 'Q') : 0xA9;
+                    std::ranges::fill(window, outside);
+                    expected.assign(window.begin(), window.end());
+                    std::ranges::copy(mapped, expected.begin() + (start - window.data()));
+                    std::uint8_t* source = start;
+                    if (!is_in_place) {
+                        source = round % 4 ? source_.all().data() + round % 64
+                                           : source_.last(length).data();
+                    }
+                    std::ranges::copy(text, source);
+                    map(source, start, length);
+                    ASSERT_TRUE(checks.counted(std::ranges::equal(window, expected)))
+                        << length << ' ' << place << ' ' << (start - pages_.all().data());
+                });
+                unicode.asked_simply.clear();
+                if (HasFatalFailure()) return;
+            }
+        }
+    }
+    void check_in_place(const char* routine, bool is_upper, InPlace map) {
+        check_bytes(
+            checks_of(routine), is_upper, true,
+            [map](std::uint8_t*, std::uint8_t* text, std::size_t length) { map(text, length); });
+    }
+    template <class Map>
+    void check_copy(const char* routine, bool is_upper, Map map) {
+        check_bytes(checks_of(routine), is_upper, false,
+                    [map](std::uint8_t* source, std::uint8_t* target, std::size_t length) {
+                        std::uint64_t written = 99;
+                        ASSERT_EQ(map(source, length, target, length, &written), kOk);
+                        ASSERT_EQ(written, length);
+                    });
+    }
+    void check_units(const char* routine, bool is_upper, decltype(&nqzstup) map) {
+        const Checks checks = checks_of(routine);
+        const NQChar letter = is_upper ? 0xE9 : 0xC9;
+        const NQChar other = letter ^ 0x20;
+        std::vector<std::uint8_t> expected;
+        for (const std::size_t count : lengths()) {
+            const std::size_t bytes = count * sizeof(NQChar);
+            for (const std::size_t place : places(count, 250)) {
+                Units units(count);
+                for (std::size_t i = 0; i < count; ++i)
+                    units[i] = '@' + static_cast<NQChar>((i + place) % 62);
+                Units mapped = units;
+                for (NQChar& unit : mapped) unit = mapped_ascii(is_upper, unit);
+                if (place < count) units[place] = letter, mapped[place] = other;
+                at_each_place(pages_, bytes, sizeof(NQChar), [&](std::uint8_t* start) {
+                    const auto window = around(pages_, start, bytes);
+                    std::ranges::fill(window, std::uint8_t{0});
+                    for (std::size_t i = 0; i < window.size(); i += 4) {
+                        window[i] = is_upper ? 'q' : 'Q';
+                    }
+                    expected.assign(window.begin(), window.end());
+                    std::memcpy(expected.data() + (start - window.data()), mapped.data(), bytes);
+                    std::memcpy(start, units.data(), bytes);
+                    map(reinterpret_cast<NQChar*>(start), static_cast<std::int64_t>(count));
+                    ASSERT_TRUE(checks.counted(std::ranges::equal(window, expected)))
+                        << count << ' ' << place << ' ' << (start - pages_.all().data());
+                });
+                unicode.asked_simply.clear();
+                if (HasFatalFailure()) return;
+            }
+        }
+    }
+
+    GuardPages pages_{(1 << 18) + 4096};
+    GuardPages source_{(1 << 16) + 4096};
+};
+
+TEST_P(CaseEdgeBody, InPlace) {
+    check_in_place("nqzsu8Upper", true, NQ_UNDER_TEST(nqzsu8Upper));
+    check_in_place("nqzsu8Lower", false, NQ_UNDER_TEST(nqzsu8Lower));
+}
+
+TEST_P(CaseEdgeBody, Copies) {
+    check_copy("nqzsu8Upper2", true, NQ_UNDER_TEST(nqzsu8Upper2));
+    check_copy("nqzsu8Lower2", false, NQ_UNDER_TEST(nqzsu8Lower2));
+}
+
+// Without rules of the language, as the mapping by its rules has no run of ASCII.
+TEST_P(CaseEdgeBody, CopiesForALocale) {
+    unicode.has_rules = false;
+    const auto with_locale = [this](auto map) {
+        return [map, this](auto... arguments) {
+            unicode.languages.clear();
+            return map(&locale, arguments...);
+        };
+    };
+    check_copy("nqzsu8LocaleUpper", true, with_locale(NQ_UNDER_TEST(nqzsu8LocaleUpper)));
+    check_copy("nqzsu8LocaleLower", false, with_locale(NQ_UNDER_TEST(nqzsu8LocaleLower)));
+}
+
+TEST_P(CaseEdgeBody, UnitsInPlace) {
+    check_units("nqzstup", true, NQ_UNDER_TEST(nqzstup));
+    check_units("nqzstlo", false, NQ_UNDER_TEST(nqzstlo));
+}
+
+NQ_FOR_EACH_BODY(CaseEdgeBody);
 
 }  // namespace
 }  // namespace nq::test

@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
-#include "tests/support/random.hpp"
 #include "tests/support/guard_pages.hpp"
+#include "tests/support/random.hpp"
 #include "tests/text/compare_fixture.hpp"
 #include "tests/text/compare_model.hpp"
 
@@ -44,35 +44,59 @@ class CompareEdgeBody : public CompareBody {
         return {reinterpret_cast<const char*>(at.data()), text.size()};
     }
 
+    // At the place in its pages, with the bytes behind it varied.
+    std::string_view placed(const GuardPages& pages, std::size_t offset, std::string_view text) {
+        const auto from = pages.all().subspan(offset);
+        const auto behind = from.subspan(text.size());
+        constexpr std::uint8_t kBehind[] = {' ', 'X', 0x80, 0xC3, 0};
+        for (std::size_t i = 0; i < std::min<std::size_t>(behind.size(), 33); ++i) {
+            behind[i] = kBehind[(behind_ + i) % std::size(kBehind)];
+        }
+        ++behind_;
+        return placed(from, text);
+    }
+
+    struct Expected {
+        int exact, compared, equal, ascii;
+    };
+    Expected expected_of(std::string_view a, std::string_view b) {
+        const auto lower = [this](NQChar code_point) { return host_lower(code_point); };
+        return {model::compare(a, b), model::norm_compare(a, b, lower),
+                model::norm_equal(a, b, lower), model::ascii_equal(a, b)};
+    }
+    void check_placed(std::string_view x, std::string_view y, const Expected& expected) {
+        const auto sizes = [&] { return testing::Message() << x.size() << " and " << y.size(); };
+        ASSERT_EQ(exact_checks_.counted(compare(x, y)), expected.exact) << sizes();
+        ASSERT_EQ(compare_checks_.counted(norm_compare(x, y)), expected.compared) << sizes();
+        ASSERT_EQ(equal_checks_.counted(norm_equal(x, y)), expected.equal) << sizes();
+        ASSERT_EQ(ascii_checks_.counted(ascii_equal(x, y)), expected.ascii) << sizes();
+    }
+
     // Both texts at the ends of their pages, then at the starts, then away from them.
     void check(std::string_view a, std::string_view b) {
-        const auto lower = [this](NQChar code_point) { return host_lower(code_point); };
-        const int compared = model::norm_compare(a, b, lower);
-        const int equal = model::norm_equal(a, b, lower);
-        const int ascii = model::ascii_equal(a, b);
-        const auto check_placed = [&](std::string_view x, std::string_view y) {
-            ASSERT_EQ(norm_compare(x, y), compared) << x.size() << " and " << y.size() << " bytes";
-            ASSERT_EQ(norm_equal(x, y), equal) << x.size() << " and " << y.size() << " bytes";
-            ASSERT_EQ(ascii_equal(x, y), ascii) << x.size() << " and " << y.size() << " bytes";
-        };
-        check_placed(placed(a_.last(a.size()), a), placed(b_.last(b.size()), b));
-        check_placed(placed(a_.first(a.size()), a), placed(b_.first(b.size()), b));
+        const Expected expected = expected_of(a, b);
+        check_placed(placed(a_.last(a.size()), a), placed(b_.last(b.size()), b), expected);
+        check_placed(placed(a_, 0, a), placed(b_, 0, b), expected);
         offset_ = (offset_ + 1) % 64;
-        check_placed(placed(a_.all().subspan(offset_), a),
-                     placed(b_.all().subspan(offset_ * 7 % 64), b));
+        check_placed(placed(a_, offset_, a), placed(b_, offset_ * 7 % 64, b), expected);
     }
 
     // Every place of a short text, some of a long one.
     static std::vector<std::size_t> places(std::size_t length) {
         std::vector<std::size_t> all;
-        for (std::size_t i = 0; i < length; i += length <= 100 ? 1 : 13) all.push_back(i);
+        for (std::size_t i = 0; i < length; i += length <= 130 ? 1 : 13) all.push_back(i);
         if (length) all.push_back(length - 1);
         return all;
     }
 
-    GuardPages a_{(1 << 16) + 64};
-    GuardPages b_{(1 << 16) + 64};
+    GuardPages a_{(1 << 16) + 128};
+    GuardPages b_{(1 << 16) + 128};
     std::size_t offset_ = 0;
+    std::size_t behind_ = 0;
+    const Checks exact_checks_ = checks_of("nqzsu8Compare");
+    const Checks compare_checks_ = checks_of("nqzsu8NormCompare");
+    const Checks equal_checks_ = checks_of("nqzsu8NormEqual");
+    const Checks ascii_checks_ = checks_of("nqzsu8NormASCIIEqual");
 };
 
 TEST_P(CompareEdgeBody, TheSameTextOfEveryLength) {
@@ -83,6 +107,22 @@ TEST_P(CompareEdgeBody, TheSameTextOfEveryLength) {
             ASSERT_NO_FATAL_FAILURE(check(text, text));
             ASSERT_EQ(norm_compare(text, text), 0) << length;
             ASSERT_EQ(norm_equal(text, text), 1) << length;
+        }
+    }
+}
+
+TEST_P(CompareEdgeBody, EveryLengthAtEveryStart) {
+    for (const Filling& filling : fillings()) {
+        SCOPED_TRACE(filling.name);
+        for (std::size_t length = 0; length <= 300; ++length) {
+            const std::string text = repeated(filling.text, length);
+            const std::string other = repeated(filling.other, length);
+            const Expected expected = expected_of(text, other);
+            for (std::size_t start = 0; start < 64; ++start) {
+                const std::size_t of_other = (start * 7 + length) % 64;
+                ASSERT_NO_FATAL_FAILURE(
+                    check_placed(placed(a_, start, text), placed(b_, of_other, other), expected));
+            }
         }
     }
 }
@@ -102,7 +142,7 @@ TEST_P(CompareEdgeBody, OtherCaseOfEveryLength) {
 TEST_P(CompareEdgeBody, ADifferenceAtEveryPlace) {
     for (const Filling& filling : fillings()) {
         SCOPED_TRACE(filling.name);
-        for (std::size_t length = 1; length <= 300; length += length <= 70 ? 1 : 23) {
+        for (std::size_t length = 1; length <= 300; length += length <= 100 ? 1 : 23) {
             std::string text = repeated(filling.text, length);
             const std::string original = text;
             for (const std::size_t place : places(length)) {
@@ -153,7 +193,8 @@ TEST_P(CompareEdgeBody, TextsOfUnequalLengths) {
 TEST_P(CompareEdgeBody, LongTexts) {
     for (const Filling& filling : fillings()) {
         SCOPED_TRACE(filling.name);
-        for (const std::size_t length : {511u, 1023u, 4095u, 65535u}) {
+        for (const std::size_t length :
+             {510u, 511u, 512u, 1022u, 1023u, 1024u, 4094u, 4095u, 4096u, 65534u, 65535u, 65536u}) {
             std::string text = repeated(filling.text, length);
             const std::string other = repeated(filling.other, length);
             ASSERT_NO_FATAL_FAILURE(check(text, text));
@@ -168,25 +209,36 @@ TEST_P(CompareEdgeBody, UnitsOfEveryCount) {
     using model::Units;
     const Units kLetters[] = {units(U"the Quick x"), units(U"\u0436\u044F\u00E9"),
                               units(U"a\u4E2D\U0001F600 ")};
-    const auto place_in = [](const GuardPages& pages, const Units& text) {
-        const auto at = pages.last(text.size() * sizeof(NQChar));
-        if (!text.empty()) std::memcpy(at.data(), text.data(), at.size());
+    const auto placed_units = [](std::span<std::uint8_t> at, const Units& text) {
+        if (!text.empty()) std::memcpy(at.data(), text.data(), text.size() * sizeof(NQChar));
         return reinterpret_cast<const NQChar*>(at.data());
     };
+    const auto size_of = [](const Units& text) { return text.size() * sizeof(NQChar); };
     const auto lower = [](NQChar unit) -> NQChar {
         if (unit >= 0x410 && unit < 0x430) return unit + 0x20;
         return unit == 0xC9 ? 0xE9 : model::lower_ascii(unit);
     };
+    const Checks compare_checks = checks_of("nqzsncmp");
+    const Checks equal_checks = checks_of("nqzseqn");
     const auto check_units = [&](const Units& a, const Units& b) {
         const auto count_a = static_cast<std::int64_t>(a.size());
         const auto count_b = static_cast<std::int64_t>(b.size());
-        const NQChar* at_a = place_in(a_, a);
-        const NQChar* at_b = place_in(b_, b);
-        ASSERT_EQ(NQ_UNDER_TEST(nqzsncmp)(at_a, count_a, at_b, count_b),
-                  model::units_compare(a, b, lower))
-            << count_a << " and " << count_b << " units";
-        ASSERT_EQ(NQ_UNDER_TEST(nqzseqn)(at_a, a.size(), at_b, b.size()),
-                  model::units_equal(a, b, lower));
+        const int compared = model::units_compare(a, b, lower);
+        const int equal = model::units_equal(a, b, lower);
+        const auto check_placed = [&](const NQChar* at_a, const NQChar* at_b) {
+            ASSERT_EQ(compare_checks.counted(NQ_UNDER_TEST(nqzsncmp)(at_a, count_a, at_b, count_b)),
+                      compared)
+                << count_a << " and " << count_b << " units";
+            ASSERT_EQ(equal_checks.counted(NQ_UNDER_TEST(nqzseqn)(at_a, a.size(), at_b, b.size())),
+                      equal)
+                << count_a << " and " << count_b << " units";
+        };
+        check_placed(placed_units(a_.last(size_of(a)), a), placed_units(b_.last(size_of(b)), b));
+        check_placed(placed_units(a_.all(), a), placed_units(b_.all(), b));
+        // What was there before is behind the texts.
+        offset_ = (offset_ + 4) % 64;
+        check_placed(placed_units(a_.all().subspan(offset_), a),
+                     placed_units(b_.all().subspan(offset_ * 7 % 64), b));
     };
     for (const Units& letters : kLetters) {
         Units text;
@@ -203,6 +255,17 @@ TEST_P(CompareEdgeBody, UnitsOfEveryCount) {
             }
             text += letters[count % letters.size()];
         }
+        for (const std::size_t near : {511u, 1023u, 4095u, 16383u}) {
+            for (std::size_t count = near - 1; count <= near + 1; ++count) {
+                while (text.size() < count) text += letters[text.size() % letters.size()];
+                text.resize(count);
+                Units changed = text;
+                ASSERT_NO_FATAL_FAILURE(check_units(text, changed));
+                changed.back() ^= 2;
+                ASSERT_NO_FATAL_FAILURE(check_units(text, changed));
+                ASSERT_NO_FATAL_FAILURE(check_units(text, changed + Units(9, ' ')));
+            }
+        }
     }
 }
 
@@ -215,7 +278,8 @@ TEST_P(AlikeBody, AgreesWithTheRuleOnRandomBytes) {
     std::mt19937_64 random = seeded_generator();
     constexpr std::uint8_t kBytes[] = {'a',  'A',  'b',  '@',  0x80, 0x98, 0xBF, 0xC3, 0xC3,
                                        0xE4, 0xE4, 0xF0, 0xF0, 0xF7, 0xF8, 0xFC, 0xFF, '`'};
-    const std::uint64_t rounds = setting("ITER", 300000);
+    const Checks checks("alike_utf8", GetParam()->name);
+    const std::uint64_t rounds = setting("ITER", 500000);
     for (std::uint64_t round = 0; round < rounds; ++round) {
         std::string a(random() % 130, 'x');
         const std::uint64_t kinds = 1 + random() % std::size(kBytes);
@@ -247,10 +311,12 @@ TEST_P(AlikeBody, AgreesWithTheRuleOnRandomBytes) {
         const auto* bytes_a = reinterpret_cast<const std::uint8_t*>(a.data());
         const auto* bytes_b = reinterpret_cast<const std::uint8_t*>(b.data());
         std::int32_t found = 0;
-        ASSERT_EQ(GetParam()->alike_utf8(bytes_a, bytes_b, a.size(), found), alike) << round;
+        ASSERT_EQ(checks.counted(GetParam()->alike_utf8(bytes_a, bytes_b, a.size(), found)), alike)
+            << round;
         ASSERT_EQ(found, order) << round;
         found = 7;
-        ASSERT_EQ(GetParam()->alike_utf8(bytes_a, bytes_b, a.size(), found), alike) << round;
+        ASSERT_EQ(checks.counted(GetParam()->alike_utf8(bytes_a, bytes_b, a.size(), found)), alike)
+            << round;
         ASSERT_EQ(found, 7) << "an order that stands is kept";
     }
 }
@@ -258,7 +324,7 @@ TEST_P(AlikeBody, AgreesWithTheRuleOnRandomBytes) {
 INSTANTIATE_TEST_SUITE_P(All, AlikeBody,
                          testing::ValuesIn(text_kernel_bodies().begin(),
                                            text_kernel_bodies().end()),
-                         name_of_way);
+                         name_of_test);
 
 }  // namespace
 }  // namespace nq::test

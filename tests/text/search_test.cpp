@@ -20,21 +20,32 @@ class SearchBody : public TextBody {
             reinterpret_cast<const std::uint8_t*>(needle.data()), needle.size(), 20);
     }
 
-    // Both texts end at protected pages.
+    // Both texts end at protected pages; then the one searched starts after one, and is followed by
+    // what is searched.
     void check(std::string_view haystack, std::string_view needle) {
         const auto in = haystack_.last(haystack.size());
         const auto of = needle_.last(needle.size());
         std::ranges::copy(haystack, in.begin());
         std::ranges::copy(needle, of.begin());
-        const std::size_t expected = haystack.find(needle);
-        ASSERT_EQ(index({reinterpret_cast<char*>(in.data()), in.size()},
-                        {reinterpret_cast<char*>(of.data()), of.size()}),
-                  expected == std::string_view::npos ? -1 : static_cast<std::int64_t>(expected))
+        const std::size_t found = haystack.find(needle);
+        const std::int64_t expected =
+            found == std::string_view::npos ? -1 : static_cast<std::int64_t>(found);
+        const std::string_view placed(reinterpret_cast<char*>(of.data()), of.size());
+        ASSERT_EQ(checks_.counted(index({reinterpret_cast<char*>(in.data()), in.size()}, placed)),
+                  expected)
+            << haystack.size() << " bytes, needle " << needle;
+        const auto all = haystack_.all();
+        std::ranges::copy(haystack, all.begin());
+        std::ranges::copy(needle, all.subspan(haystack.size()).begin());
+        ASSERT_EQ(
+            checks_.counted(index({reinterpret_cast<char*>(all.data()), haystack.size()}, placed)),
+            expected)
             << haystack.size() << " bytes, needle " << needle;
     }
 
-    GuardPages haystack_{1 << 16};
+    GuardPages haystack_{1 << 17};
     GuardPages needle_{1 << 16};
+    const Checks checks_ = checks_of("nqzsu8IndexText");
 };
 
 TEST_P(SearchBody, FirstOccurrence) {
@@ -68,18 +79,39 @@ TEST_P(SearchBody, EncodingIsIgnoredAndMayBeLeftOut) {
     EXPECT_EQ(reinterpret_cast<FourArguments>(address)(text, 3, text + 1, 2), 1);
 }
 
-TEST_P(SearchBody, NeedleAtEachPlaceOfEachLength) {
+class SearchEdgeBody : public SearchBody {};
+
+TEST_P(SearchEdgeBody, NeedleAtEachPlaceOfEachLength) {
     for (const std::size_t needle_length :
-         {2u, 3u, 4u, 15u, 16u, 17u, 31u, 32u, 33u, 64u, 65u, 100u}) {
+         {1u, 2u, 3u, 4u, 15u, 16u, 17u, 31u, 32u, 33u, 64u, 65u, 100u}) {
         std::string needle(needle_length, 'n');
         needle[0] = 'N';
-        for (std::size_t length = needle_length; length <= 200; ++length) {
+        for (std::size_t length = needle_length; length <= 300; ++length) {
             std::string haystack(length, 'n');
-            check(haystack, needle);
+            ASSERT_NO_FATAL_FAILURE(check(haystack, needle));
             for (std::size_t at = 0; at + needle_length <= length; ++at) {
                 haystack[at] = 'N';
-                check(haystack, needle);
+                ASSERT_NO_FATAL_FAILURE(check(haystack, needle)) << at;
                 haystack[at] = 'n';
+            }
+        }
+    }
+}
+
+TEST_P(SearchEdgeBody, NeedleInLongTexts) {
+    for (const std::size_t near : {511u, 1023u, 4095u, 65535u}) {
+        for (std::size_t length = near - 1; length <= near + 1; ++length) {
+            for (const std::size_t needle_length : {1u, 2u, 33u, 400u}) {
+                std::string needle(needle_length, 'n');
+                needle[0] = 'N';
+                std::string haystack(length, 'n');
+                ASSERT_NO_FATAL_FAILURE(check(haystack, needle));
+                for (const std::size_t at :
+                     {std::size_t{0}, std::size_t{63}, std::size_t{64}, length - needle_length}) {
+                    haystack[at] = 'N';
+                    ASSERT_NO_FATAL_FAILURE(check(haystack, needle)) << at;
+                    haystack[at] = 'n';
+                }
             }
         }
     }
@@ -188,6 +220,7 @@ TEST_P(SearchBody, RepetitiveMegabytesEnd) {
 }
 
 NQ_FOR_EACH_BODY(SearchBody);
+NQ_FOR_EACH_BODY(SearchEdgeBody);
 
 }  // namespace
 }  // namespace nq::test

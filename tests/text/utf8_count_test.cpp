@@ -6,8 +6,8 @@
 
 #include "nqinstance/text/utf8.h"
 #include "nqinstance/text/utf8_strings.h"
-#include "tests/support/random.hpp"
 #include "tests/support/guard_pages.hpp"
+#include "tests/support/random.hpp"
 #include "tests/text/bodies.hpp"
 #include "tests/text/utf8_model.hpp"
 
@@ -40,21 +40,47 @@ class Utf8CountBody : public TextBody {
         return placed;
     }
 
-    // All counts of a text that ends at a protected page.
+    // In the middle of the pages, with bytes behind it that would continue its last character.
+    Text place_before_more(Text text) {
+        start_ = (start_ + 1) % 64;
+        const auto placed = pages_.first(start_ + text.size() + 64).subspan(start_);
+        std::ranges::copy(text, placed.begin());
+        constexpr std::uint8_t kBehind[] = {0x80, 'a', 0xBF, 0xC3};
+        std::ranges::fill(placed.subspan(text.size()), kBehind[start_ % std::size(kBehind)]);
+        return placed.first(text.size());
+    }
+
+    void check_num_chars(Text placed, std::uint64_t expected) {
+        ASSERT_EQ(num_chars_checks_.counted(num_chars(placed)), expected) << describe(placed);
+    }
+    void check_slenb(Text placed, std::uint64_t expected) {
+        ASSERT_EQ(slenb_checks_.counted(slenb(placed)), expected) << describe(placed);
+    }
+    void check_byte_length(Text placed, std::uint64_t count, std::uint64_t expected) {
+        ASSERT_EQ(byte_length_checks_.counted(byte_length(placed, count)), expected)
+            << count << " of " << describe(placed);
+    }
+
+    // All counts of a text that ends at a protected page, then of one elsewhere.
     void check(Text text) {
         const Text placed = place(text);
         const std::uint64_t characters = model::num_chars(text);
-        ASSERT_EQ(num_chars(placed), characters) << describe(text);
-        ASSERT_EQ(slenb(placed), model::slenb(text)) << describe(text);
+        const std::uint64_t steps = model::slenb(text);
+        check_num_chars(placed, characters);
+        check_slenb(placed, steps);
         // Nothing behind a text's last byte is read unless its last character is not complete.
         const bool is_whole = text.empty() || model::blenb(text) > 0 || text.back() < 0x80;
         if (is_whole && model::blenb(text) == text.size()) {
-            ASSERT_EQ(byte_length(placed, characters), text.size()) << describe(text);
+            check_byte_length(placed, characters, text.size());
         }
         if (characters > 0) {
-            ASSERT_EQ(byte_length(placed, characters - 1), model::byte_length(text, characters - 1))
-                << describe(text);
+            const std::uint64_t bytes = model::byte_length(text, characters - 1);
+            check_byte_length(placed, characters - 1, bytes);
+            check_byte_length(place_before_more(text), characters - 1, bytes);
         }
+        const Text elsewhere = place_before_more(text);
+        check_num_chars(elsewhere, characters);
+        check_slenb(elsewhere, steps);
     }
 
     static std::string describe(Text text) {
@@ -67,6 +93,10 @@ class Utf8CountBody : public TextBody {
     }
 
     GuardPages pages_{1 << 17};
+    std::uint64_t start_ = 63;  // the first time after a protected page
+    const Checks num_chars_checks_ = checks_of("nqzsu8NumChars");
+    const Checks byte_length_checks_ = checks_of("nqzsu8ByteLength");
+    const Checks slenb_checks_ = checks_of("UTF8_SLENB");
 };
 
 TEST_P(Utf8CountBody, Characters) {
@@ -173,8 +203,8 @@ TEST_P(Utf8CountBody, AllStringsOfThreeBytes) {
         }
         for (const Bytes* text : {&apart, &dense}) {
             const Text placed = place(*text);
-            ASSERT_EQ(num_chars(placed), model::num_chars(*text)) << std::hex << first;
-            ASSERT_EQ(slenb(placed), model::slenb(*text)) << std::hex << first;
+            check_num_chars(placed, model::num_chars(*text));
+            check_slenb(placed, model::slenb(*text));
         }
     }
 }
@@ -211,8 +241,7 @@ TEST_P(Utf8CountBody, EdgeBytesAcrossBlocks) {
             if (HasFatalFailure()) return;
             // The block that is read for that many ends inside the edge.
             const std::uint64_t count = model::num_chars(Text(text).first(edge));
-            ASSERT_EQ(byte_length(place(text), count), model::byte_length(text, count))
-                << describe(text);
+            check_byte_length(place(text), count, model::byte_length(text, count));
         }
     }
 }
@@ -225,6 +254,23 @@ TEST_P(Utf8CountBody, EveryLengthAndStart) {
             for (std::uint64_t length = 0; length <= 300; ++length) {
                 check(Text(text).subspan(start, length));
                 if (HasFatalFailure()) return;
+            }
+        }
+    }
+}
+
+class Utf8CountEdgeBody : public Utf8CountBody {};
+
+TEST_P(Utf8CountEdgeBody, LongTexts) {
+    std::mt19937_64 random = seeded_generator();
+    for (const std::uint64_t mixture : {0u, 5u, 100u}) {
+        const Bytes text = model::random_text(random, 65600, mixture);
+        for (const std::uint64_t near : {511u, 1023u, 4095u, 65535u}) {
+            for (std::uint64_t length = near - 1; length <= near + 1; ++length) {
+                for (std::uint64_t start = 0; start<64; start += near> 4095 ? 21 : 1) {
+                    check(Text(text).subspan(start, length));
+                    if (HasFatalFailure()) return;
+                }
             }
         }
     }
@@ -245,7 +291,7 @@ TEST_P(Utf8CountBody, RandomTextsAgreeWithTheModel) {
         const std::uint64_t characters = model::num_chars(text);
         if (characters) {
             const std::uint64_t count = random() % characters;
-            ASSERT_EQ(byte_length(place(text), count), model::byte_length(text, count));
+            check_byte_length(place(text), count, model::byte_length(text, count));
         }
     }
 }
@@ -257,8 +303,8 @@ TEST_P(Utf8CountBody, CountsAreInversesOnWellFormedText) {
         const Bytes text = model::random_text(random, random() % 2000, 0);
         const Text placed = place(text);
         const std::uint64_t characters = num_chars(placed);
-        ASSERT_EQ(byte_length(placed, characters), text.size());
-        ASSERT_EQ(slenb(placed), characters);
+        check_byte_length(placed, characters, text.size());
+        check_slenb(placed, characters);
         ASSERT_EQ(static_cast<std::uint64_t>(std::ranges::count_if(
                       text, [](std::uint8_t byte) { return !model::is_continuation(byte); })),
                   characters);
@@ -266,6 +312,7 @@ TEST_P(Utf8CountBody, CountsAreInversesOnWellFormedText) {
 }
 
 NQ_FOR_EACH_BODY(Utf8CountBody);
+NQ_FOR_EACH_BODY(Utf8CountEdgeBody);
 
 class FindCharBody : public TextBody {
   protected:
@@ -277,18 +324,26 @@ class FindCharBody : public TextBody {
         return find(bytes_of(haystack), bytes_of(needle));
     }
 
-    // Both texts end at protected pages.
+    // Both texts end at protected pages; then the one searched starts after one, and is followed by
+    // what is searched.
     void check(Text haystack, Text needle) {
         const auto in = haystack_.last(haystack.size());
         const auto of = needle_.last(needle.size());
         std::ranges::copy(haystack, in.begin());
         std::ranges::copy(needle, of.begin());
-        ASSERT_EQ(find(Text(in), Text(of)), model::find_char(haystack, needle))
+        const std::int64_t expected = model::find_char(haystack, needle);
+        ASSERT_EQ(checks_.counted(find(Text(in), Text(of))), expected)
+            << haystack.size() << " bytes, needle of " << needle.size();
+        const auto all = haystack_.all();
+        std::ranges::copy(haystack, all.begin());
+        std::ranges::copy(needle, all.subspan(haystack.size()).begin());
+        ASSERT_EQ(checks_.counted(find(Text(all).first(haystack.size()), Text(of))), expected)
             << haystack.size() << " bytes, needle of " << needle.size();
     }
 
     GuardPages haystack_{1 << 17};
     GuardPages needle_{1 << 16};
+    const Checks checks_ = checks_of("nqzsu8FindCharText");
 };
 
 TEST_P(FindCharBody, FirstOccurrence) {
@@ -375,6 +430,43 @@ TEST_P(FindCharBody, RandomTextsAgreeWithTheModel) {
     }
 }
 
+class FindCharEdgeBody : public FindCharBody {};
+
+TEST_P(FindCharEdgeBody, NeedleAtEachPlaceOfEachLength) {
+    for (const std::uint64_t needle_length : {1u, 2u, 3u, 17u, 33u, 64u}) {
+        Bytes needle(needle_length, 'n');
+        needle[0] = 'N';
+        for (std::uint64_t length = needle_length; length <= 300; length += kSlowdown) {
+            Bytes haystack(length, 'n');
+            ASSERT_NO_FATAL_FAILURE(check(haystack, needle));
+            for (std::uint64_t at = 0; at + needle_length <= length; ++at) {
+                haystack[at] = 'N';
+                ASSERT_NO_FATAL_FAILURE(check(haystack, needle)) << at;
+                haystack[at] = 'n';
+            }
+        }
+    }
+}
+
+TEST_P(FindCharEdgeBody, NeedleInLongTexts) {
+    for (const std::uint64_t near : {511u, 1023u, 4095u, 65535u}) {
+        for (std::uint64_t length = near - 1; length <= near + 1; ++length) {
+            for (const std::uint64_t needle_length : {1u, 2u, 33u, 400u}) {
+                Bytes needle(needle_length, 'n');
+                needle[0] = 'N';
+                Bytes haystack(length, 'n');
+                ASSERT_NO_FATAL_FAILURE(check(haystack, needle));
+                for (const std::uint64_t at : {std::uint64_t{0}, std::uint64_t{63},
+                                               std::uint64_t{64}, length - needle_length}) {
+                    haystack[at] = 'N';
+                    ASSERT_NO_FATAL_FAILURE(check(haystack, needle)) << at;
+                    haystack[at] = 'n';
+                }
+            }
+        }
+    }
+}
+
 // Occurrences inside of characters, near to each other and long; then one at a start.
 TEST_P(FindCharBody, ManyOccurrencesInsideCharacters) {
     for (const std::uint64_t repetitions : {1u, 3u, 100u, 2000u}) {
@@ -409,6 +501,7 @@ TEST_P(FindCharBody, RepetitiveMegabytesEnd) {
 }
 
 NQ_FOR_EACH_BODY(FindCharBody);
+NQ_FOR_EACH_BODY(FindCharEdgeBody);
 
 }  // namespace
 }  // namespace nq::test
