@@ -2,13 +2,16 @@
 FILE ?= examples/service.conf
 SECONDS ?= 30
 
-.PHONY: run test soak bench fuzz setup build clean
+.PHONY: run test gates soak bench fuzz setup build clean
 
 run: build
 	@build/release/bin/nqtool json "$(FILE)"
 
 test: setup
 	@tests/run.sh
+
+gates: setup
+	@tests/run.sh all
 
 soak: setup
 	@tests/soak/run.sh

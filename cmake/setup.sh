@@ -4,7 +4,8 @@ set -eu
 
 packages="g++ clang-14 lld-14 libclang-rt-14-dev cmake ninja-build python3 qemu-user
 libgtest-dev libbenchmark-dev libicu-dev libsimdjson-dev libcli11-dev
-libvalijson-dev nlohmann-json3-dev rapidjson-dev llvm-14"
+libvalijson-dev nlohmann-json3-dev rapidjson-dev llvm-14
+gcovr abigail-tools valgrind googletest"
 # Their configuration files are read by tests.
 packages="$packages systemd hicolor-icon-theme libkf5kdelibs4support-data"
 

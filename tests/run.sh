@@ -1,40 +1,125 @@
 #!/usr/bin/env bash
-# Builds and tests every configuration that the gate asks for, and closes with the sums.
-#   release     g++, every test but the long ones
-#   asan-ubsan  clang, address and undefined-behaviour sanitizers
-#   tsan        clang, thread sanitizer, the tests in which threads meet
+# Builds and tests, and closes with the sums.
+#   tests/run.sh [STAGE...]
+# Without a name: release, asan-ubsan and tsan. `all` stands for every stage, in this order:
+#   release         g++, every test but the long ones
+#   abi             clang without sanitizers: what the library shows, and its binary interface
+#   valgrind        the quick tests of the library under memcheck (a check for each program)
+#   asan-ubsan      clang, address and undefined-behaviour sanitizers; the library without wraps
+#                   and cut-off values that it does not spell out
+#   asan-ubsan-gcc  the same sanitizers of g++, the tests of the library
+#   tsan            clang, thread sanitizer, the tests in which threads meet
+#   msan            clang, memory sanitizer, the tests that the checking host serves
+#   coverage        how much of the code the tests reach (a check for each demand)
+#   fuzz            every fuzz target for FUZZ_SECONDS (30; one check)
 set -uo pipefail
 cd "$(dirname "$0")/.."
 
+jobs=$(nproc)
 passed=0
 failed=0
+times=""
+# The seconds that a random test may take grow with a sanitizer: fewer rounds there.
+rounds=${ITER:-2000}
+# Inputs without end, which release walks through.
+exhaustive='AllStringsOfThreeBytes|AllThreeByteStrings|EdgeBytesAcrossBlocks|FourEdgeBytesAnywhere'
+exhaustive="$exhaustive|StringsOfEdgeBytes|EveryCodePointAlone|YearsWrapAndAreJudged|MillionKeys"
+# The folders of the library's own tests, as targets.
+folders=(tests/{core,config,json,text,datefmt,validate,fault}/all)
 
-# check PRESET TARGET CTEST-ARGUMENT...
-check() {
-    local preset=$1 target=$2 log=build/$1/ctest.log
-    shift 2
-    echo "== $preset"
-    if ! { cmake --preset "$preset" && cmake --build --preset "$preset" --target "$target"; }; then
-        echo "$preset does not build"
-        failed=$((failed + 1))
+# count PASSED FAILED
+count() {
+    passed=$((passed + $1))
+    failed=$((failed + $2))
+}
+
+# build PRESET TARGET...: false, and a failure, when it does not build.
+build() {
+    local preset=$1
+    shift
+    cmake --preset "$preset" >"build/$preset.log" 2>&1 &&
+        cmake --build --preset "$preset" -j "$jobs" --target "$@" >>"build/$preset.log" 2>&1 &&
         return
-    fi
-    ctest --test-dir "build/$preset" -j "$(nproc)" --output-on-failure --no-tests=error "$@" |
+    grep -vE '^\[[0-9]+/[0-9]+\] ' "build/$preset.log" | tail -n 60
+    echo "$preset does not build"
+    count 0 1
+    return 1
+}
+
+# run PRESET CTEST-ARGUMENT...
+run() {
+    local log=build/$1/ctest.log preset=$1 summary
+    shift
+    ctest --test-dir "build/$preset" -j "$jobs" --output-on-failure --no-tests=error "$@" |
         tee "$log" | grep -vE ' Passed |^ +Start +[0-9]+:'
-    local summary
     summary=$(sed -nE 's/.*, ([0-9]+) tests? failed out of ([0-9]+).*/\1 \2/p' "$log" | tail -n 1)
     if [ -z "$summary" ]; then
         echo "$preset ran no tests"
-        failed=$((failed + 1))
+        count 0 1
         return
     fi
-    failed=$((failed + ${summary% *}))
-    passed=$((passed + ${summary#* } - ${summary% *}))
+    count $((${summary#* } - ${summary% *})) "${summary% *}"
 }
 
-check release all -LE soak
-check asan-ubsan all -LE 'soak|surface'
-check tsan thread_tests -L thread
+# sums LOG COMMAND...: a gate that closes with sums of its own, or is one check.
+sums() {
+    local log=$1 summary
+    shift
+    "$@" 2>&1 | tee "$log"
+    local status=${PIPESTATUS[0]}
+    summary=$(sed -nE 's/^([0-9]+) passed, ([0-9]+) failed$/\1 \2/p' "$log" | tail -n 1)
+    [ -n "$summary" ] || summary="1 0"
+    # A gate that ended early is a failure, whatever it had counted.
+    [ "$status" -eq 0 ] || [ "${summary#* }" -ne 0 ] || summary="0 1"
+    # shellcheck disable=SC2086 # two numbers
+    count $summary
+}
 
+stage_release() { build release all && run release -LE soak; }
+
+stage_asan-ubsan() {
+    build asan-ubsan all &&
+        ITER=$rounds run asan-ubsan -LE 'soak|surface' -E "$exhaustive"
+}
+
+stage_asan-ubsan-gcc() {
+    build asan-ubsan-gcc "${folders[@]}" &&
+        ITER=$rounds run asan-ubsan-gcc -L 'unit|fault|body|model' -E "$exhaustive|^[a-z]"
+}
+
+stage_tsan() { build tsan thread_tests && run tsan -L thread; }
+
+stage_msan() {
+    # Two tests read on purpose what nobody wrote.
+    build msan memory_tests &&
+        ITER=$rounds run msan -L 'unit|fault|body|model' \
+            -E "$exhaustive|^[a-z]|FreshBytesAreGarbage|GuardModeEndsAtOneByteTooFar|^BodyPlanted"
+}
+
+stage_abi() { build clang nqinstance && run clang -R '^surface\.'; }
+
+stage_coverage() { sums build/coverage.log tests/coverage/run.sh build/coverage; }
+
+stage_valgrind() {
+    build release tests/memory/all "${folders[@]}" &&
+        sums build/valgrind.log tests/memory/valgrind.sh build/release
+}
+
+stage_fuzz() { sums build/fuzz.log fuzz/run.sh "${FUZZ_SECONDS:-30}"; }
+
+measure() {
+    local begin=$SECONDS
+    echo "== $1"
+    "stage_$1"
+    times="$times$1 $((SECONDS - begin)) s, "
+}
+
+mkdir -p build
+stages=("$@")
+[ $# -ne 0 ] || stages=(release abi asan-ubsan tsan)
+[ "${stages[*]}" != all ] ||
+    stages=(release abi valgrind asan-ubsan asan-ubsan-gcc tsan msan coverage fuzz)
+for stage in "${stages[@]}"; do measure "$stage"; done
+echo "times: ${times%, }"
 echo "$passed passed, $failed failed"
 [ "$failed" -eq 0 ]

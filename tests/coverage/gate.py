@@ -1,9 +1,9 @@
 #!/usr/bin/env python3
 """Checks what gcovr counted against the demands.
 
-usage: gate.py ROOT COVERAGE.json
+usage: gate.py ROOT COVERAGE.json [CALLS]
 
-Prints a figure for each demand, then every line and branch of the library that no test reached.
+CALLS is what callgrind wrote of a test that calls operations without counters. Prints a figure for each demand, then every line and branch of the library that no test reached.
 A line is left out of the count by a comment with GCOVR_EXCL and, behind a colon, the reason; these
 are listed as well, and one without a reason fails. Status 1 when a demand is missed.
 """
@@ -45,6 +45,10 @@ def executed_functions(files):
             for function in file.get("functions", []) if function["execution_count"] > 0}
 
 
+def called_functions(path):
+    return set(re.findall(r"^c?fn=\(\d+\) (\w+)", pathlib.Path(path).read_text(), re.M))
+
+
 def left_out(root):
     """Place, reason (or "") of every mark that leaves lines out."""
     for folder in DEMANDS:
@@ -55,29 +59,29 @@ def left_out(root):
                     yield f"{path.relative_to(root)}:{number}", (mark[1] or "").strip()
 
 
-def check(root, files):
-    """Prints the figures; yields what is wrong."""
+def check(root, files, called):
+    """Prints the figures; yields what is wrong with each demand, or "" where nothing is."""
     for folder, (line_demand, branch_demand) in DEMANDS.items():
         (lines, all_lines), (branches, all_branches) = measure(files, folder)
         print(f"{folder}: lines {lines} of {all_lines} ({percent(lines, all_lines):.1f} %), "
               f"branches {branches} of {all_branches} ({percent(branches, all_branches):.1f} %)")
-        if not all_lines:
-            yield f"{folder}: nothing was counted"
-        if percent(lines, all_lines) < line_demand:
+        if percent(lines, all_lines) < line_demand or not all_lines:
             yield f"{folder}: less than {line_demand:.0f} % of the lines"
-        if branch_demand and percent(branches, all_branches) < branch_demand:
-            yield f"{folder}: less than {branch_demand:.0f} % of the branches"
+        else:
+            yield ""
+        if branch_demand:
+            enough = percent(branches, all_branches) >= branch_demand
+            yield "" if enough else f"{folder}: less than {branch_demand:.0f} % of the branches"
     operations = exported_operations(root)
-    missing = sorted(operations - executed_functions(files))
+    missing = sorted(operations - executed_functions(files) - called)
     print(f"exported operations: {len(operations) - len(missing)} of {len(operations)}")
-    for name in missing:
-        yield f"{name} is exported and never called"
+    yield "exported and never called: " + ", ".join(missing) if missing else ""
     marks = list(left_out(root))
     print(f"left out: {len(marks)}")
     for place, reason in marks:
         print(f"  {place}: {reason}")
-        if not reason:
-            yield f"{place} is left out without a reason"
+    bare = [place for place, reason in marks if not reason]
+    yield "left out without a reason: " + ", ".join(bare) if bare else ""
 
 
 def print_unreached(files, folder):
@@ -93,16 +97,19 @@ def print_unreached(files, folder):
                       f"{len(line['branches'])} branches not taken")
 
 
-def main(root, report):
+def main(root, report, calls=None):
     files = json.loads(pathlib.Path(report).read_text())["files"]
-    problems = list(check(pathlib.Path(root), files))
+    called = called_functions(calls) if calls else set()
+    results = list(check(pathlib.Path(root), files, called))
     print_unreached(files, "nqinstance")
+    problems = [problem for problem in results if problem]
     for problem in problems:
         print(problem)
+    print(f"{len(results) - len(problems)} passed, {len(problems)} failed")
     return 1 if problems else 0
 
 
 if __name__ == "__main__":
-    if len(sys.argv) != 3:
+    if len(sys.argv) not in (3, 4):
         sys.exit(__doc__)
     sys.exit(main(*sys.argv[1:]))

@@ -36,9 +36,10 @@ class PlantedGaps(unittest.TestCase):
     def write(self, name, text):
         (self.root / name).write_text(text)
 
-    def gate(self):
+    def gate(self, *calls):
         self.write("report.json", json.dumps({"files": list(self.files.values())}))
-        done = subprocess.run([sys.executable, GATE, self.root, self.root / "report.json"],
+        done = subprocess.run([sys.executable, GATE, self.root, self.root / "report.json",
+                               *(self.root / name for name in calls)],
                               capture_output=True, text=True)
         self.assertEqual(done.stderr, "")
         return done.returncode, done.stdout
@@ -54,6 +55,7 @@ class PlantedGaps(unittest.TestCase):
         self.assertIn("nqinstance: lines 100 of 100 (100.0 %), branches 200 of 200 (100.0 %)",
                       output)
         self.assertIn("exported operations: 1 of 1", output)
+        self.assertIn("6 passed, 0 failed", output)
 
     def test_lines(self):
         lines = self.files["library"]["lines"]
@@ -79,11 +81,13 @@ class PlantedGaps(unittest.TestCase):
 
     def test_operation_never_called(self):
         self.files["library"]["functions"][0]["execution_count"] = 0
-        self.fails_with("nqOne is exported and never called")
+        self.fails_with("exported and never called: nqOne")
+        self.write("calls.out", "fn=(1) main\ncfn=(2) nqOne\n")
+        self.assertEqual(self.gate("calls.out")[0], 0)
 
     def test_nothing_counted(self):
         del self.files["tool"]
-        self.fails_with("tool: nothing was counted")
+        self.fails_with("tool: less than 90 % of the lines")
 
     def test_left_out(self):
         self.write("tool/main.cpp", "abort();  // GCOVR_EXCL_LINE: never returns\n")
@@ -91,7 +95,7 @@ class PlantedGaps(unittest.TestCase):
         self.assertEqual(status, 0)
         self.assertIn("left out: 1\n  tool/main.cpp:1: never returns\n", output)
         self.write("tool/main.cpp", "abort();  // GCOVR_EXCL_LINE\n")
-        self.fails_with("tool/main.cpp:1 is left out without a reason")
+        self.fails_with("left out without a reason: tool/main.cpp:1")
 
 
 if __name__ == "__main__":

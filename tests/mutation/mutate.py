@@ -92,7 +92,8 @@ class Workshop:
                          "-DCMAKE_C_COMPILER=gcc", "-DCMAKE_CXX_COMPILER=g++",
                          "-DCMAKE_CXX_FLAGS=-O1 -w", "-DCMAKE_C_FLAGS=-O1 -w"], BUILD_SECONDS):
             sys.exit("mutate.py: the copy cannot be configured")
-        if not self.make(jobs=2):
+        tests = [f"tests/{folder}/all" for folder in TEST_FOLDERS]
+        if not self.make("nqinstance", *tests, jobs=os.cpu_count()):
             sys.exit("mutate.py: the copy does not build")
         for program in self.programs():
             began = time.monotonic()

@@ -1,0 +1,47 @@
+#!/usr/bin/env bash
+# Runs the quick tests of the library under memcheck: tests/memory/valgrind.sh BUILD-FOLDER
+# Prints a line for each program and what memcheck says of those that fail; closes with the sums.
+# What a program may keep to its end is what it can still reach, as the dynamic loader does.
+set -uo pipefail
+build=$1
+export ITER=20 SEED=1
+export skipped='-*Death*:*Thread*:*AllStrings*:*AllThreeByte*:*EdgeBytes*:*EdgeBody*:*Load*:*Aligned*'
+skipped="$skipped:*EveryCodePoint*:*YearsWrap*:*MillionKeys*:*Model*:*EveryDay*:*Random*"
+
+# check NAME COMMAND...: memcheck's verdict, 9 where it found anything.
+check() {
+    timeout 300 valgrind -q --error-exitcode=9 --leak-check=full --show-leak-kinds=definite,indirect,possible \
+        --errors-for-leak-kinds=definite,indirect,possible "$@"
+}
+export -f check
+
+run() {
+    local log=$1.valgrind.log name=${1##*/}
+    if check "$1" --gtest_brief=1 --gtest_filter="$skipped" >"$log" 2>&1; then
+        echo "passed: $name"
+    else
+        echo "failed: $name"
+        grep '^==' "$log" | head -n 40
+    fi
+}
+export -f run
+
+{
+    # The checker itself: a program that leaks, one that reads too far, one that does neither.
+    for fault in none leak over_read unwritten; do
+        check "$build/tests/memory/valgrind_planted" "$fault" >/dev/null 2>&1
+        status=$?
+        [ "$fault" = none ] && expected=0 || expected=9
+        if [ "$status" -eq "$expected" ]; then echo "passed: planted $fault"; else
+            echo "failed: planted $fault ended with $status"
+        fi
+    done
+    for folder in core config json text datefmt validate fault; do
+        find "$build/tests/$folder" -maxdepth 1 -type f -executable -name '*_test' \
+            ! -name '*thread*' ! -name '*model*' ! -name 'sweep_test' ! -name 'planted_*_test' | sort
+    done | xargs -P "$(nproc)" -I '{}' bash -c 'run {}'
+} | tee "$build/valgrind.log"
+passed=$(grep -c '^passed: ' "$build/valgrind.log")
+failed=$(grep -c '^failed: ' "$build/valgrind.log")
+echo "$passed passed, $failed failed"
+[ "$failed" -eq 0 ] && [ "$passed" -gt 4 ]
