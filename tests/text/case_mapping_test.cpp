@@ -673,8 +673,10 @@ class CaseEdgeBody : public CaseMappingBody {
                         window[i] = is_upper ? 'q' : 'Q';
                     }
                     expected.assign(window.begin(), window.end());
-                    std::memcpy(expected.data() + (start - window.data()), mapped.data(), bytes);
-                    std::memcpy(start, units.data(), bytes);
+                    if (bytes > 0) {
+                        std::memcpy(expected.data() + (start - window.data()), mapped.data(), bytes);
+                        std::memcpy(start, units.data(), bytes);
+                    }
                     map(reinterpret_cast<NQChar*>(start), static_cast<std::int64_t>(count));
                     ASSERT_TRUE(checks.counted(std::ranges::equal(window, expected)))
                         << count << ' ' << place << ' ' << (start - pages_.all().data());
