@@ -1,19 +1,24 @@
 #pragma once
 #include "fuzz/input.hpp"
 #include "standalone/kernel.hpp"
+#include "standalone/services.hpp"
 
 namespace nq::fuzz {
 
 // One standalone host with the library for all inputs: each has a pool of its own.
 struct Machine {
-    Machine() {
-        nqextent(&kernel);
-        api = nqinstance(&kernel);
-        NQ_REQUIRE(api != nullptr);
-    }
+    Machine() { NQ_REQUIRE(bool(services)); }
+
     // The pools of the kernel end with it.
     Kernel kernel;
-    InstanceApi* api = nullptr;
+    InstanceApi* api = load(kernel);
+    const Services services{&kernel, api};
+
+  private:
+    static InstanceApi* load(Kernel& kernel) {
+        nqextent(&kernel);
+        return nqinstance(&kernel);
+    }
 };
 
 inline Machine& machine() {

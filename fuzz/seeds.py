@@ -356,6 +356,50 @@ def definitions_file():
     yield "marked", seed(6, nested, "\ufeffd =\u2003\n\u00a0[a]\n")
 
 
+EVERY_JSON_VALUE = ["null", "true", "5", "5.0", "-5.5", "18446744073709551615", '"a\\n\\u00e9"', "[1]", '{"a": 1}',
+                    '"2024-02-29T08:05:00.123+05:30"', '"AAEC"', f'"{70 * "x"}"', "1e300", "1e999",
+                    "99999999999999999999"]
+SECTIONS = ('{"s": {"k": {"dataType": "int32", "max": 9}, "t": {"k": {"dataType": "char"}, "": {"dataType": "date"}}}, '
+            '"": {"dataType": "string"}, "l": {"dataType": "array"}, "q\\"": {"dataType": "instance"}}')
+RECORDS = {
+    "none": "", "empty": "{}", "blank": " \t\r", "sections": '{"s": {"k": 1, "t": {"k": "\u00e9", "": "2024-02-29"}}}',
+    "same_keys": '{"s": {"k": 1}, "": "a"}\n{"s": {"k": 2}, "": "b"}\n{"": "c", "s": {"k": 3}}',
+    "fault_between": '{"s": {"k": 1, "t": {}}}\n{"s": {"k": 10, "t": {}}}\n{"s": {"k": 2, "t": {}}}',
+    "no_section": '{"s": 5}\n{"s": "x"}\n{"s": [1]}\n{"s": null}', "deep_section": '{"s": {"t": [\1\2]}}',
+    "twice": '{"": "a", "l": [], "": "b"}', "twice_bad": '{"": 1, "": "b"}\n{"": "b", "": 1}',
+    "section_twice": '{"s": {"k": 1}, "s": {"t": {}}}\n{"s": {"k": 10}, "s": {}}\n{"s": {}, "s": 1}',
+    "unknown": '{"u": {"v": [1, {"w": null}], "\\u000a": 5}, "x\\\\": "\\u001f\\"\\\\/\\b\\f\\r\\t\\n"}',
+    "key_in_need": '{"q\\"": {"q\\"": [1.5, true]}, "s": {"\\t": "\\u0000"}}', "no_object": '[]\n5\n"x"\nnull\n\1\2',
+    "not_json": '{\n{"a"}\n{"a": 1,}\n{} {}\n{"a": 01}\ntru\n\ufeff{}\n{"\u00e9": "\u4e2d" 1}',
+    "deepest": '{"u": ' + 8 * "\1" + 8 * "\2" + "}", "too_deep": '{"u": ' + 8 * "\1" + "5" + 8 * "\2" + "}",
+    "too_deep_list": '{"l": ' + 8 * "\1" + "[]" + 8 * "\2" + "}", "far_too_deep": '{"k": 1, "l": ' + 9 * "\1" + 9 * "\2" + "}",
+    "deep_where_section": '{"s": ' + 8 * "\1" + 8 * "\2" + '}\n{"s": ' + 7 * "\1" + 7 * "\2" + "}",
+    "great_double": '{"u": 1e300}\n{"u": 1e-400, "v": 123456789012345678901234567890}\n{"u": [1e999]}',
+    "surrogates": '{"": "\\ud83d\\ude00"}\n{"": "\\ud83d"}\n{"\\ude00": 1}',
+}
+
+
+def stream_record():
+    def seed(choice, definitions, records):
+        definitions = definitions.encode()
+        return bytes([choice]) + number(len(definitions)) + definitions + records
+
+    for at, (name, (limits, values)) in enumerate(DEFINITIONS.items()):
+        leaf = '{"dataType": "%s"%s}' % (name.partition("_")[0], limits and ", " + limits)
+        texts = [value if value[:1] in "[{-0123456789" and " " not in value else f'"{value}"' for value in values if value]
+        records = "\n".join('{"k": %s, "u": %s}' % (value, value) for value in texts + EVERY_JSON_VALUE[at % 3::3])
+        yield name, seed(at % 8, '{"k": %s}' % leaf, records.encode())
+        strings = "\n".join('{"s": {"k": "%s"}}' % value.replace('"', "'") for value in values)
+        yield f"{name}_texts", seed((at + 3) % 8, '{"s": {"k": %s}}' % leaf, strings.encode())
+    for at, (name, records) in enumerate(RECORDS.items()):
+        yield f"records_{name}", seed(1 + 2 * (at % 4), SECTIONS, records.encode())
+    for at, record in enumerate([b'{"": "\xff"}', b'{"\xe2\x82": 1}', b'{"":\0}', b"{}\0", b'{"": "\xed\xa0\x80"}']):
+        yield f"bytes_{at}", seed(at, SECTIONS, record)
+    letter = '{"dataType": "instance", "expectedTypes": [{"dataType": "date"}, {"dataType": "char"}, {"dataType": "data"}]}'
+    yield "letters", seed(1, '{"k": %s}' % letter, b'{"k": "a"}\n{"k": "2024-02-29"}\n{"k": "AAEC"}\n{"k": ""}\n{"k": "-"}')
+    yield "bad_definitions", seed(0, '{"a": 1}', b"{}")
+
+
 def validation():
     """A failure, a value, then the set of the definition's keys and what each holds."""
     small, words = 105, {"min": 0, "max": 1, "integer": 4, "double": 5, "int32": 7, "string": 12,
@@ -422,7 +466,7 @@ def definition_text():
 
 TARGETS = [utf_drivers, comparisons, string_operations, case_mapping, configuration, text_reader,
            instances, dates, formatting, json_writer, json_parser, base64, command_line,
-           definitions_file, text_stream, validation, definition_text]
+           definitions_file, stream_record, text_stream, validation, definition_text]
 
 
 def main(arguments):

@@ -141,7 +141,7 @@ class Loader {
         auto owned = std::make_unique<DefinitionNode>();
         DefinitionNode& node = *owned;
         node.key = keys_.back();
-        node.path = parent.path.empty() ? node.key : parent.path + "." + node.key;
+        node.path = parent.parent ? parent.path + "." + node.key : node.key;
         node.parent = &parent;
         node.index = static_cast<uint32_t>(parent.children.size());
         parent.children.push_back(std::move(owned));
@@ -314,7 +314,7 @@ class Loader {
     bool refuse(const std::string& what, std::string_view key = {}) {
         std::string shown;
         for (const std::string& name : keys_) {
-            if (!shown.empty()) shown += '.';
+            if (&name != keys_.data()) shown += '.';
             shown += name;
         }
         error_.what = shown + ": " + what;

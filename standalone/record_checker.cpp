@@ -19,7 +19,7 @@ namespace dom = simdjson::dom;
 static_assert(RecordChecker::kPadding >= JsonDocument::kPadding);
 
 std::string at_path(const DefinitionNode& node, const std::string& what) {
-    return node.path.empty() ? what : node.path + ": " + what;
+    return node.path + ": " + what;
 }
 
 // The catalogue's messages are sentences.

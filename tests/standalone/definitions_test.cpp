@@ -50,7 +50,7 @@ TEST_F(DefinitionsFile, MirrorsTheText) {
     EXPECT_EQ(section->child("C D"), nullptr);
     ASSERT_EQ(definitions.leaves().size(), 4u);
     EXPECT_EQ(definitions.leaves()[0], a);
-    EXPECT_EQ(definitions.leaves()[3]->path, "");
+    EXPECT_EQ(definitions.leaves()[3]->path, ".");
     EXPECT_EQ(root.child("")->child("")->type, DataType::kData);
 }
 
