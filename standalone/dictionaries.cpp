@@ -1,6 +1,7 @@
 #include "standalone/dictionaries.hpp"
 
 #include <algorithm>
+#include <atomic>
 #include <cstring>
 #include <new>
 #include <string_view>
@@ -34,6 +35,9 @@ struct Table {
     uint64_t count;
     uint32_t* slots;      // null where there are at most kListed entries
     uint64_t slot_count;  // 0 or a power of two; `entries` has room for half as many
+    // Where the next key is looked for first: who goes through the listed keys finds each there,
+    // with neither a hash nor a jump through memory.
+    std::atomic<uint64_t> expected;
 };
 
 // In the object itself, so it moves along when that is moved.
@@ -168,9 +172,22 @@ NQStatus set(NQDictionary* self, NQU8String* key, InstanceHeader* value) noexcep
     return NQ_STATUS_OK;
 }
 
+// The entry of the key, which most often is the object that the entry holds.
+Entry* find_listed(Table& table, const NQU8String* key) noexcept {
+    const uint64_t expected = table.expected.load(std::memory_order_relaxed);
+    Entry* const entry = expected < table.count && table.entries[expected].key == key
+                             ? table.entries + expected
+                             : find_entry(table, text_of(*key));
+    if (entry && table.slots) {
+        const auto next = static_cast<uint64_t>(entry - table.entries) + 1;
+        table.expected.store(next, std::memory_order_relaxed);
+    }
+    return entry;
+}
+
 NQStatus get(NQDictionary* self, NQU8String* key, InstanceHeader** value) noexcept {
     if (!key) return NQ_STATUS_INVALID_ARGUMENT;
-    const Entry* entry = find_entry(table_of(*self), text_of(*key));
+    const Entry* entry = find_listed(table_of(*self), key);
     *value = entry ? entry->value : nullptr;
     return entry ? NQ_STATUS_OK : NQ_HOST_STATUS_UNKNOWN_KEY;
 }
