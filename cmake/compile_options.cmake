@@ -2,6 +2,13 @@
 add_compile_options(-Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror)
 include_directories(${PROJECT_SOURCE_DIR})
 
+# Several targets, and several build folders, compile the same sources in the same way.
+find_program(NQ_CCACHE ccache)
+if(NQ_CCACHE)
+  set(CMAKE_C_COMPILER_LAUNCHER ${NQ_CCACHE})
+  set(CMAKE_CXX_COMPILER_LAUNCHER ${NQ_CCACHE})
+endif()
+
 if(NQ_SANITIZE)
   add_compile_options(-fsanitize=${NQ_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
   add_link_options(-fsanitize=${NQ_SANITIZE})

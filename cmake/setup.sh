@@ -2,7 +2,7 @@
 # Installs the packages that building and testing need, if any is missing.
 set -eu
 
-packages="g++ clang-14 lld-14 libclang-rt-14-dev cmake ninja-build python3 qemu-user
+packages="g++ clang-14 lld-14 libclang-rt-14-dev cmake ninja-build ccache python3 qemu-user
 libgtest-dev libbenchmark-dev libicu-dev libsimdjson-dev libcli11-dev
 libvalijson-dev nlohmann-json3-dev rapidjson-dev llvm-14
 gcovr abigail-tools valgrind googletest"
