@@ -90,7 +90,7 @@ class Parser {
         };
         std::int64_t integer;
         std::uint64_t natural;
-        double number;
+        double number = 0;
         rest_.remove_prefix(text.size());
         if (is_all(integer)) return made(api->createInt64(api, pool_, integer, &status));
         if (is_all(natural)) return made(api->createUInt64(api, pool_, natural, &status));

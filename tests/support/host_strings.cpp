@@ -148,7 +148,7 @@ std::string next_argument(Argument kind, va_list arguments) {
         case Argument::kUnsigned:
             return std::to_string(va_arg(arguments, std::uint64_t));
         default: {
-            std::array<char, 64> text;
+            std::array<char, 64> text{};
             const auto end = std::to_chars(text.begin(), text.end(), va_arg(arguments, double)).ptr;
             return {text.begin(), end};
         }
@@ -184,6 +184,7 @@ NQStatus release_string(void* self) noexcept {
 
 NQStatus destroy_string(InstanceHeader* self) noexcept {
     auto& string = *reinterpret_cast<HostString*>(self);
+    if (string.bytes[string.length] != 0) report_fault("a string without its terminator");
     CheckingPool& pool = pool_of(string);
     pool.give(string.bytes);
     pool.give(&string);

@@ -32,7 +32,7 @@ TEST_F(ValidationThread, SharedInstancesAgainstSharedDefinitions) {
         {keep(character('a')), any, kValid, false},
         {keep(boolean(1)), any, verdict(0x8bbff89a), false},
     }};
-    const std::uint64_t operations = setting("ITER", 200000);
+    const std::uint64_t operations = setting("ITER", 1000000);
     InstanceApi* table = api();
     NQStringApi* strings = host.string_api();
     NQArrayApi* arrays = host.array_api();

@@ -123,7 +123,7 @@ struct Family {
     }
     std::string text(const Number& value) const {
         if (is_double) {
-            char buffer[64];
+            char buffer[64] = {};
             return {buffer, std::to_chars(buffer, buffer + sizeof buffer, value.real).ptr};
         }
         if (value.integer == 0) return "0";
