@@ -1,17 +1,15 @@
 # The commands of the README; each is a line or two over CMake.
 FILE ?= examples/service.conf
 SECONDS ?= 30
+STAGES ?=
 
-.PHONY: run test gates soak bench fuzz setup build clean
+.PHONY: run test soak bench fuzz setup build clean
 
 run: build
 	@build/release/bin/nqtool json "$(FILE)"
 
 test: setup
-	@tests/run.sh
-
-gates: setup
-	@tests/run.sh all
+	@tests/run.sh $(STAGES)
 
 soak: setup
 	@tests/soak/run.sh

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Builds and tests, and closes with the sums.
-#   tests/run.sh [STAGE...]
+#   tests/run.sh [STAGE...]    or: make test STAGES="STAGE..."
 # Without a name: release, asan-ubsan and tsan. `all` stands for every stage, in this order:
 #   release         g++, every test but the long ones
 #   abi             clang without sanitizers: what the library shows, and its binary interface
@@ -24,9 +24,10 @@ rounds=${ITER:-2000}
 # Inputs without end, which release walks through.
 exhaustive='AllStringsOfThreeBytes|AllThreeByteStrings|EdgeBytesAcrossBlocks|FourEdgeBytesAnywhere'
 exhaustive="$exhaustive|StringsOfEdgeBytes|EveryCodePoint|YearsWrapAndAreJudged|MillionKeys"
-# What release has shown already and a sanitizer makes slow: bodies with mistakes, and long inputs
-# and random ones to the tool.
-slow='^BodyPlanted|^tool\.(text_random|compare_|stream_long_line|size_)'
+# What release has shown already and a sanitizer makes slow: bodies with mistakes, the library's
+# choice of a body, which is one of those that are tested by name, and long and random inputs.
+slow='^BodyPlanted|/library$|LargeText|AsciiRunsOfEachLength|CasesChangeTheLetters'
+slow="$slow|^tool\.(text_random|compare_|stream_long_line|size_)"
 # The folders of the library's own tests, as targets.
 folders=(tests/{core,config,json,text,datefmt,validate,fault}/all)
 
