@@ -113,8 +113,9 @@ NQ_AVX2_INLINE void decode_any(const std::uint8_t* source, std::uint64_t starts,
         const std::uint64_t first = _tzcnt_u64(starts);
         const std::uint64_t fifth = _tzcnt_u64(_pdep_u64(1 << 4, starts));
         const std::uint64_t ninth = _pdep_u64(1 << 8, starts);
-        const std::uint64_t upper_starts = fifth < 64 ? starts >> fifth : 0;
-        const std::uint64_t nibbles = first_four(starts >> first) | first_four(upper_starts) << 16;
+        // Without a fifth the upper lanes hold anything.
+        const std::uint64_t nibbles =
+            first_four(starts >> first) | first_four(starts >> (fifth & 63)) << 16;
         const std::uint64_t positions = _pdep_u64(nibbles, 0x0F0F0F0F0F0F0F0F);
         const Bytes gather = _mm256_add_epi8(
             _mm256_shuffle_epi8(_mm256_set1_epi64x(static_cast<long long>(positions)), lane_of),

@@ -261,6 +261,14 @@ TEST_P(CompareBody, HostLowersWhatIsNotAscii) {
     EXPECT_EQ(norm_equal("q", "\u4E2D"), 0) << "except for equality";
 }
 
+TEST_P(CompareBody, HostLowersReplacementsOfTheLowestByteBeyondAscii) {
+    LoweringHost host([](NQChar code_point) { return code_point == 0xFFFD ? 0u : code_point; });
+    served_by(host.kernel());
+    EXPECT_EQ(norm_compare("\x80", {"\0", 1}), 1);
+    EXPECT_EQ(norm_compare({"\0", 1}, "\x80"), -1);
+    EXPECT_EQ(norm_equal("\x80", {"\0", 1}), 1);
+}
+
 TEST_P(CompareBody, LoweredValuesAreSigned) {
     LoweringHost host(
         [](NQChar code_point) { return code_point == 0xE9 ? 0x80000000u : code_point; });
