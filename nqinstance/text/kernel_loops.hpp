@@ -1,5 +1,6 @@
 #pragma once
 #include <algorithm>
+#include <bit>
 
 #include "nqinstance/host/wrapping.hpp"
 #include "nqinstance/text/kernels.hpp"
@@ -113,7 +114,7 @@ inline void utf8_to_utf32_amid(Position& at) noexcept {
                     at.advance(8, 32);
                     continue;
                 }
-                run = static_cast<std::uint64_t>(__builtin_ctzll(others)) / 8;
+                run = static_cast<std::uint64_t>(std::countr_zero(others)) / 8;
             }
             for (; run > 0; --run, at.advance(1, 4)) store32(at.to, *at.from, kOut);
         } else if (lead >= 0xE0) {

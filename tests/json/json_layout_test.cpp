@@ -21,6 +21,7 @@ struct CapacityService : NQStringApi {
     NQStringApi* real;
     std::uint64_t room;  // what it gives, whatever it is asked
     std::vector<std::uint64_t> asked;
+    std::vector<std::uint32_t> flags;  // of createFromUtf8
 
     explicit CapacityService(NQStringApi* service, std::uint64_t given)
         : NQStringApi{}, real(service), room(given) {
@@ -28,6 +29,7 @@ struct CapacityService : NQStringApi {
                             const std::uint8_t* text, std::uint64_t length,
                             std::uint32_t flag) noexcept {
             auto& own = static_cast<CapacityService&>(*self);
+            own.flags.push_back(flag);
             return own.real->createFromUtf8(own.real, made, pool, text, length, flag);
         };
         createWithCapacity = [](NQStringApi* self, NQU8String** made, HostPool* pool,
@@ -134,6 +136,16 @@ TEST_F(JsonLayouts, CapacitiesOfTheIndentation) {
     EXPECT_EQ(asked_for(1), (std::vector<std::uint64_t>{10, 1, 1}));
     EXPECT_EQ(asked_for(7), (std::vector<std::uint64_t>{70, 3, 7}));
     EXPECT_EQ(asked_for(-1), (std::vector<std::uint64_t>{}));
+}
+
+TEST_F(JsonLayouts, FlagOfTheStringsThatAreMade) {
+    CapacityService service(host.string_api(), 4096);
+    NQU8String* text = host.string("text");
+    EXPECT_EQ(api()->toJSON2(api(), &service, pool(), kPretty, 0, &text->header, &out),
+              NQ_STATUS_OK);
+    EXPECT_EQ(take_out(), "\"text\"\n");
+    EXPECT_EQ(service.flags, (std::vector<std::uint32_t>{1, 1}));
+    release(text);
 }
 
 TEST_F(JsonLayouts, OddWidthsAreForTheServiceToRefuse) {

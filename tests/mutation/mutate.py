@@ -5,11 +5,12 @@ Changes the library's sources in one place at a time, builds it, and runs the te
 A change that none notices has survived: either it changes nothing that can be seen, which
 survivors.txt says with a reason, or a test is missing.
 
-    mutate.py [--sample N] [--seed N] [--jobs N] [--under FOLDER]... [--list] [--results FILE]
+    mutate.py [--draw N [--seed N]] [--under FOLDER]... [--jobs N] [--list] [--results FILE]
 
-A sample and its order depend on the seed and the sources alone. Each job works in a copy of the
-tree under build/mutation. With --results, what is known already is not run again. Ends with 1 when
-less than --demand percent of the changes that build were noticed, listed survivors not counted.
+Tries the changes that sample.txt names, or with --draw so many others, which depend on the seed and
+the sources alone. Each job works in a copy of the tree under build/mutation. With --results, what is
+known already is not run again. Ends with 1 when less than --demand percent of the changes that build
+were noticed, listed survivors not counted.
 """
 import argparse
 import concurrent.futures
@@ -30,13 +31,14 @@ import mutations
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 WORK = ROOT / "build" / "mutation"
-SURVIVORS = pathlib.Path(__file__).resolve().parent / "survivors.txt"
+SAMPLE = pathlib.Path(__file__).resolve().parent / "sample.txt"
+SURVIVORS = SAMPLE.with_name("survivors.txt")
 # The tests of the library, and those that a slip in a module is to be noticed by.
 TEST_FOLDERS = ["core", "json", "config", "datefmt", "validate", "text", "fault"]
 TESTS_OF = {"config": ["config", "fault"], "datefmt": ["datefmt", "json", "fault"],
             "json": ["json", "core", "fault"], "text": ["text", "fault"],
             "validate": ["validate", "fault"]}
-# Walks through every input of a kind, which take long and notice nothing that the others do not.
+# Walks through every input of a kind, which take too long to be run for each change.
 SLOW = ["AllStrings", "AllThreeByte", "EdgeBytes", "EveryCodePointAlone", "YearsWrap", "MillionKeys"]
 BUILD_SECONDS = 1800
 # What a change may make a program slower by before it counts as hanging, and the least it is given,
@@ -44,21 +46,41 @@ BUILD_SECONDS = 1800
 PATIENCE, LEAST_SECONDS, WAIT_SECONDS = 6, 10, 300
 
 
-def name_of(mutation):
-    return f"{mutation.path}:{mutation.line}: {key_of(mutation)}"
-
-
-def key_of(mutation):
-    """What is changed into what; survives a move of the line."""
-    line = (ROOT / mutation.path).read_text().split("\n")[mutation.line - 1]
-    return f"{line.strip()} -> {mutation.changed(line).strip()}"
-
-
 def all_mutations(folders):
+    """Every change by its name: what is changed into what, which survives a move of the line."""
+    named = {}
     for folder in folders:
         for path in sorted((ROOT / folder).rglob("*.[ch]pp")):
-            if path.name != "case_tables.cpp":  # generated, and compared with what generates it
-                yield from mutations.find(str(path.relative_to(ROOT)), path.read_text())
+            if path.name == "case_tables.cpp":  # generated, and compared with what generates it
+                continue
+            text = path.read_text()
+            lines = text.split("\n")
+            source = str(path.relative_to(ROOT))
+            for mutation in mutations.find(source, text):
+                line = lines[mutation.line - 1]
+                change = f"{source}: {line.strip()} -> {mutation.changed(line).strip()}"
+                name, count = change, 1
+                while name in named:
+                    count += 1
+                    name = f"{change} ({count})"
+                named[name] = mutation
+    return named
+
+
+def listed_lines(path):
+    return [line for line in path.read_text().split("\n") if line and not line.startswith("#")]
+
+
+def choose(everything, draw, seed):
+    """The names of the changes to try."""
+    if draw:
+        names = list(everything)
+        random.Random(seed).shuffle(names)
+        return names[:draw]
+    names = listed_lines(SAMPLE)
+    for name in (name for name in names if name not in everything):
+        print(f"sample.txt: no longer a place: {name}")
+    return [name for name in names if name in everything]
 
 
 class Workshop:
@@ -157,13 +179,7 @@ class Workshop:
 
 def known_survivors():
     """The changes that are known to change nothing that can be seen, with the reason."""
-    listed = {}
-    if SURVIVORS.is_file():
-        for line in SURVIVORS.read_text().split("\n"):
-            if line and not line.startswith("#"):
-                change, reason = line.rsplit("  # ", 1)
-                listed[change] = reason
-    return listed
+    return dict(line.rsplit("  # ", 1) for line in listed_lines(SURVIVORS))
 
 
 def read_results(path):
@@ -175,7 +191,7 @@ def read_results(path):
 
 def main():
     parser = argparse.ArgumentParser(description=__doc__.split("\n")[0])
-    parser.add_argument("--sample", type=int, default=500)
+    parser.add_argument("--draw", type=int, metavar="N", help="try others than those of sample.txt")
     parser.add_argument("--seed", type=int, default=1)
     parser.add_argument("--jobs", type=int, default=os.cpu_count())
     parser.add_argument("--under", action="append", help="a folder of sources")
@@ -184,13 +200,12 @@ def main():
     parser.add_argument("--demand", type=float, default=90.0, help="percent")
     arguments = parser.parse_args()
 
-    everything = list(all_mutations(arguments.under or ["nqinstance"]))
-    random.Random(arguments.seed).shuffle(everything)
-    sample = {name_of(mutation): mutation for mutation in everything[:arguments.sample]}
+    everything = all_mutations(arguments.under or ["nqinstance"])
+    sample = choose(everything, arguments.draw, arguments.seed)
     if arguments.list:
         print("\n".join(sample))
         return 0
-    print(f"{len(everything)} places, {len(sample)} of them tried, seed {arguments.seed}", flush=True)
+    print(f"{len(everything)} places, {len(sample)} of them tried", flush=True)
 
     results = read_results(arguments.results)
     open_names = [name for name in sample if name not in results]
@@ -206,7 +221,7 @@ def main():
     def attempt(name):
         workshop = workshops.get()
         try:
-            return workshop.verdict(sample[name])
+            return workshop.verdict(everything[name])
         finally:
             workshops.put(workshop)
 
@@ -221,8 +236,7 @@ def main():
     listed = known_survivors()
     built = [name for name in sample if results[name] != "build"]
     survivors = [name for name in built if results[name] is None]
-    unexplained = [name for name in survivors
-                   if f"{sample[name].path}: {key_of(sample[name])}" not in listed]
+    unexplained = [name for name in survivors if name not in listed]
     for name in unexplained:
         print(f"no test notices {name}")
     noticed = len(built) - len(survivors)

@@ -254,6 +254,7 @@ NQStatus create_from_utf8(NQStringApi* self, NQU8String** out, HostPool* pool,
                           const std::uint8_t* text, std::uint64_t length,
                           std::uint32_t flag) noexcept {
     if (const NQStatus status = enter(self, Call::kCreateFromUtf8)) return status;
+    if (flag > 1) report_fault("createFromUtf8 with an unknown flag");
     StringService& service = *Table::of(self).service;
     const std::string bytes = decode(text, length, NQ_ENCODING_UTF8);
     NQU8String* held = flag == 1 && service.flag1 != Flag1::kMakeNew ? *out : nullptr;

@@ -183,6 +183,21 @@ TEST_P(Utf8CountBody, TerminatedLongTexts) {
     }
 }
 
+TEST_P(Utf8CountBody, CompleteCharactersOfEachSize) {
+    constexpr std::uint8_t kLeads[] = {0xC3, 0xE4, 0xF0, 0xF8, 0xFC};
+    for (const std::uint8_t lead : kLeads) {
+        for (std::uint64_t start = 0; start < 64; start += 1 + kSlowdown / 8) {
+            Bytes text(start, 'a');
+            while (text.size() < 300) {
+                text.push_back(lead);
+                text.resize(text.size() + model::announced_length(lead) - 1, 0x80);
+            }
+            check(text);
+            if (HasFatalFailure()) return;
+        }
+    }
+}
+
 // One after the other in long texts, next to letters and next to each other; no two texts of a
 // pair put the same string at the same place of a block.
 TEST_P(Utf8CountBody, AllStringsOfThreeBytes) {

@@ -264,6 +264,23 @@ TEST_P(UtfModelBody, AllCodePointsAreWrittenAndReadBack) {
     EXPECT_TRUE(back == utf16);
 }
 
+// A block of nothing but the first or last code point of a size.
+TEST_P(UtfModelBody, LongRunsOfOneCodePoint) {
+    for (const NQChar code_point :
+         {0u, 0x7Fu, 0x80u, 0x7FFu, 0x800u, 0xFFFFu, 0x10000u, 0x10FFFFu}) {
+        std::vector<std::uint8_t> utf32;
+        for (int i = 0; i < 100; ++i) append_unit32(utf32, code_point, false);
+        const auto encoded = [&](NQUtfWriter writer) {
+            std::vector<std::uint8_t> text(utf32.size());
+            text.resize(loop_from_utf32(utf32, text, writer, readers_.utf32_swap).produced);
+            check_from(utf32, text.size(), writer, readers_.utf32_swap);
+            return text;
+        };
+        check_to(encoded(writers_.utf8), utf32.size(), readers_.utf8, writers_.utf32_swap);
+        check_to(encoded(writers_.pairs), utf32.size(), readers_.utf16_swap, writers_.utf32_swap);
+    }
+}
+
 // --- Random texts --------------------------------------------------------------------------------
 
 class RandomTexts {

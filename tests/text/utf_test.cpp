@@ -197,6 +197,8 @@ TEST(UtfAbi, Utf8WithoutRoomWritesNothingButASingleByte) {
     EXPECT_EQ(write(writer, 0x20AC, 2), (Written{kTooSmall, "", 0}));
     EXPECT_EQ(write(writer, 0xE9, 1), (Written{kTooSmall, "", 0}));
     EXPECT_EQ(write(writer, 0x1F600, 3), (Written{kTooSmall, "", 0}));
+    EXPECT_EQ(write(writer, 0x80, 0), (Written{kTooSmall, "", 0}));
+    EXPECT_EQ(write(writer, 0x7F, 0), (Written{kOk, "\x7F", 1}));
     EXPECT_EQ(write(writer, 0x41, 0), (Written{kOk, "A", 1}));
 }
 
