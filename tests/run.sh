@@ -26,10 +26,10 @@ exhaustive='AllStringsOfThreeBytes|AllThreeByteStrings|EdgeBytesAcrossBlocks|Fou
 exhaustive="$exhaustive|StringsOfEdgeBytes|EveryCodePoint|YearsWrapAndAreJudged|MillionKeys"
 # What release has shown already and a sanitizer makes slow: the library's choice of a body, which is
 # one of those that are tested by name, and long and random inputs.
-slow='/library$|LargeText|AsciiRunsOfEachLength|CasesChangeTheLetters'
+slow='/library |AsciiRunsOfEachLength|CasesChangeTheLetters'
 slow="$slow|^tool\.(text_random|compare_|stream_long_line|size_)"
 # Bodies between protected pages, which one build with a sanitizer is enough for.
-edges='EdgeBody\.|MemoryBody\.'
+edges='EdgeBody\.'
 # The folders of the library's own tests, as targets.
 folders=(tests/{core,config,json,text,datefmt,validate,fault}/all)
 
