@@ -317,8 +317,8 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     NQ_REQUIRE(plain.status == status &&
                (status || plain.text == nq::test::expected_json(tree, {1, 4}) + "\n"));
     if (!status && is_legal(tree)) {
+        static simdjson::dom::parser parser;
         for (const std::string& text : {plain.text, continues ? plain.text : laid_out.text}) {
-            simdjson::dom::parser parser;
             simdjson::dom::element element;
             NQ_REQUIRE(!parser.parse(text).get(element) && reads_back(element, tree));
         }

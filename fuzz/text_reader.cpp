@@ -79,6 +79,14 @@ class Fills {
         bool is_flagged = false;
         while (used < all.size()) {
             const std::string_view rest = std::string_view(all).substr(used);
+            // A short way for what most texts are made of.
+            const auto is_ascii = [](char c) { return static_cast<unsigned char>(c) < 0x80; };
+            const auto plain = std::find_if_not(rest.begin(), rest.end(), is_ascii);
+            if (plain != rest.begin()) {
+                text.append(rest.begin(), plain);
+                used += static_cast<std::size_t>(plain - rest.begin());
+                continue;
+            }
             const Step step = first(rest);
             if (!step.is_whole && plan_.incomplete == test::Incomplete::kKeepTail) {
                 tail_ = rest;
