@@ -64,6 +64,17 @@ Answer answer_of(InstanceApi* api, HostPool* pool, Check check) {
     return answer;
 }
 
+// Validation of data asks for the type before all else.
+void require_type_first(Machine& host, HostPool* pool, InstanceHeader* instance,
+                        NQDictionary* definition, const Answer& answer) {
+    const Answer checked =
+        answer_of(host.api, pool, [&](std::uint32_t* verdict, ValidationRun* run) {
+            return host.api->validateData(instance, definition, verdict, run);
+        });
+    const NQStatus type = host.api->isDefinitionType(instance, definition);
+    NQ_REQUIRE(checked == (type ? Answer{NQ_STATUS_OK, type, {}} : answer));
+}
+
 // The same with the text parsed beforehand.
 Answer expected_answer(Machine& host, HostPool* pool, InstanceHeader* instance, const char* text) {
     const Held<NQInstJsonApi> json(load_extension<NQInstJsonApi>());
@@ -80,10 +91,13 @@ Answer expected_answer(Machine& host, HostPool* pool, InstanceHeader* instance, 
     if (looks_at_it && !parsed->isType(parsed.get(), "NQDictionary")) {
         return {NQ_STATUS_NOT_A_DICTIONARY, kUntouched, {}};
     }
-    return answer_of(host.api, pool, [&](std::uint32_t* verdict, ValidationRun* run) {
-        return instance->validate(instance, reinterpret_cast<NQDictionary*>(parsed.get()), verdict,
-                                  run);
-    });
+    auto* definition = reinterpret_cast<NQDictionary*>(parsed.get());
+    const Answer answer =
+        answer_of(host.api, pool, [&](std::uint32_t* verdict, ValidationRun* run) {
+            return instance->validate(instance, definition, verdict, run);
+        });
+    if (looks_at_it) require_type_first(host, pool, instance, definition, answer);
+    return answer;
 }
 
 }  // namespace
