@@ -228,22 +228,38 @@ std::optional<uint32_t> index_in(const std::string& text, const Choice& target) 
     return static_cast<uint32_t>(found - target.words.begin());
 }
 
-// The parser takes an argument in brackets for a list. A character before the bracket hides it and
-// is dropped again where an argument is used.
-constexpr char kGuard = '\x1f';
+// The parser takes a value in brackets for a list, whether it is an argument of its own or the end
+// of one. So it never sees a bracket: the argument holds two characters instead, which become the
+// one again where a part of it is used.
+constexpr char kEscape = '\x1f';
+constexpr char kEscapedBracket = 'b';
+constexpr char kEscapedEscape = 'e';
 
-std::vector<std::string> guarded(int argc, const char* const* argv) {
-    std::vector<std::string> arguments(argv + std::min(argc, 1), argv + argc);
-    for (std::string& argument : arguments) {
-        if (argument.starts_with('[') || argument.starts_with(kGuard)) {
-            argument.insert(0, 1, kGuard);
+std::vector<std::string> escaped(int argc, const char* const* argv) {
+    std::vector<std::string> arguments;
+    for (int i = 1; i < argc; ++i) {
+        std::string& argument = arguments.emplace_back();
+        for (const char c : std::string_view(argv[i])) {
+            if (c == '[')
+                argument += {kEscape, kEscapedBracket};
+            else if (c == kEscape)
+                argument += {kEscape, kEscapedEscape};
+            else
+                argument += c;
         }
     }
     return arguments;
 }
 
-std::string plain(const std::string& argument) {
-    return argument.substr(argument.starts_with(kGuard) ? 1 : 0);
+std::string plain(const std::string& escaped_text) {
+    std::string text;
+    for (std::size_t i = 0; i < escaped_text.size(); ++i) {
+        if (escaped_text[i] == kEscape)
+            text += escaped_text[++i] == kEscapedBracket ? '[' : kEscape;
+        else
+            text += escaped_text[i];
+    }
+    return text;
 }
 
 std::string names_of(const Option& option) {
@@ -431,7 +447,7 @@ std::string version_number() { return NQTOOL_VERSION; }
 
 std::optional<CommandLine> parse_command_line(int argc, const char* const* argv) {
     CommandLine line;
-    std::vector<std::string> arguments = guarded(argc, argv);
+    std::vector<std::string> arguments = escaped(argc, argv);
     line.command = &take_command(arguments);
     CLI::App app;
     declare(app, *line.command, line.settings);
@@ -439,7 +455,7 @@ std::optional<CommandLine> parse_command_line(int argc, const char* const* argv)
         std::reverse(arguments.begin(), arguments.end());  // as the parser wants them
         app.parse(std::move(arguments));
     } catch (const CLI::ParseError& error) {
-        return refuse(*line.command, error.what());
+        return refuse(*line.command, plain(error.what()));
     }
     if (line.settings.wants_help || line.settings.wants_version) return line;
     for (const std::string& unknown : app.remaining()) {
