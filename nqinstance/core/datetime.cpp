@@ -218,8 +218,7 @@ double nqTimeGetDate(NQTime* time) noexcept {
 }
 
 double nqCalDateTimeGetDate(NQCalendarDateTime* both) noexcept {
-    const int32_t months_before =
-        static_cast<int32_t>(nq::wrapping_sub(static_cast<uint32_t>(both->month), 1u));
+    const int32_t months_before = both->month > 0 ? both->month - 1 : 0;
     return nq::clock_seconds(both->hour, both->minute, both->second, both->millisecond) +
            nq::calendar_seconds(both->year, months_before, both->day) +
            nq::zone_seconds(both->zoneOffset, both->hasZoneOffset);

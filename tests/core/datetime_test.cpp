@@ -192,6 +192,7 @@ TEST_F(DateTimeAbi, CalendarDateTimesCountTheMonthsBefore) {
     EXPECT_EQ(both_seconds(1959, 12, 31), -31449600.0);
     EXPECT_EQ(both_seconds(1960, 0, 1), 0.0);
     EXPECT_EQ(both_seconds(1960, INT32_MIN + 1, 1), 0.0);
+    EXPECT_EQ(both_seconds(1961, INT32_MIN, 1), 31622400.0);
 }
 
 TEST_F(DateTimeAbi, TheZoneOffsetIsAddedWhenItsFlagIsOne) {
