@@ -53,6 +53,8 @@ NQStatus write_made_text(JsonWriter& writer, bool in_dictionary, Make make) noex
 
 NQStatus write_string(JsonWriter& writer, InstanceHeader* instance, bool in_dictionary) noexcept {
     return write_made_text(writer, in_dictionary, [&](Held<NQU8String>& escaped) {
+        const auto* string = reinterpret_cast<const NQU8String*>(instance);
+        if (const NQStatus status = writer.flush_into(string)) return status;
         return escape_string(writer.strings, writer.pool, instance, escaped);
     });
 }
@@ -136,6 +138,7 @@ NQStatus write_entry(JsonWriter& writer, NQDictionary* dictionary, NQU8String* k
     dictionary->get(dictionary, key, &value);
     if (const NQStatus status = writer.write(writer.currentIndent)) return status;
     if (const NQStatus status = writer.write("\"")) return status;
+    if (const NQStatus status = writer.flush_into(key)) return status;
     if (const NQStatus status = writer.write(text_of(*key))) return status;
     if (const NQStatus status = writer.write(writer.prettyMode ? "\": " : "\":")) return status;
     return write_value(writer, true, value);

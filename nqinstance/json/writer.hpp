@@ -63,6 +63,11 @@ struct JsonWriter {
     // Hands to the output what `write` gathered.
     NQStatus flush() noexcept;
 
+    // Before a string is read, which may be the output itself.
+    NQStatus flush_into(const NQU8String* string) noexcept {
+        return string == out ? flush() : NQ_STATUS_OK;
+    }
+
   private:
     NQStatus write_large(std::string_view text) noexcept;
 

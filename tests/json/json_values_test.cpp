@@ -286,3 +286,12 @@ TEST_F(JsonValues, OtherKindsAreRefused) {
     expect_refused(made(api()->createHandle(api(), pool(), &foreign, &status)));
     expect_refused(host.array({made(api()->createNQChar(api(), pool(), 'c', &status))}));
 }
+
+TEST_F(JsonValues, TheOutputAsAValueIsReadAsFarAsItIsWritten) {
+    out = host.string("x");
+    retain(&out->header);
+    NQArray* list = host.array({host.string("a"), out});
+    EXPECT_EQ(to_json2(list, kCompact, 0), NQ_STATUS_OK);
+    release(list);
+    EXPECT_EQ(take_out(), R"(x["a","x[\"a\",\""])");
+}
