@@ -96,12 +96,14 @@ NQStatus convert(NQTextReader& reader, uint64_t total) noexcept {
 NQStatus fill(NQTextReader& reader) noexcept {
     reader.charCount = 0;
     uint64_t total;
-    const NQStatus status = read_raw(reader, total);
-    if (status) return status;
+    if (const NQStatus status = read_raw(reader, total)) return status;
+    if (reader.transcoder) {
+        if (const NQStatus status = convert(reader, total)) return status;
+    } else {
+        memcpy(reader.charBuffer, reader.rawBuffer->bytes, total + reader.leftover);
+        reader.charCount = (total + reader.leftover) / sizeof(NQChar);
+    }
     reader.position = reader.charBuffer;
-    if (reader.transcoder) return convert(reader, total);
-    memcpy(reader.charBuffer, reader.rawBuffer->bytes, total + reader.leftover);
-    reader.charCount = (total + reader.leftover) / sizeof(NQChar);
     return NQ_STATUS_OK;
 }
 

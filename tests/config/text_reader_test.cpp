@@ -401,8 +401,10 @@ TEST_F(TextReader, BadBytesClearTheLeftOverCount) {
     Reader reader(host, "a.txt");
     EXPECT_EQ(reader.next(), std::string(2040, 'a'));
     EXPECT_EQ(reader->leftover, 1u);
+    const NQChar* position = reader->position;
     NQU8String* line = nullptr;
     EXPECT_EQ(reader.read(&line), NQ_STATUS_UNCONVERTIBLE);
+    EXPECT_EQ(reader->position, position) << "only a filled buffer is read from its start";
     EXPECT_EQ(reader->leftover, 0u);
     ASSERT_NE(line, nullptr) << "the line that was begun is the caller's";
     EXPECT_EQ(text_of(line), "aaaaaa");
