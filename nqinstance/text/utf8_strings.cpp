@@ -44,19 +44,15 @@ constexpr bool is_control_space(NQChar character) noexcept {
     return (character >= 0x09 && character <= 0x0D) || character == 0x85;
 }
 
-// The size of the space, other than a blank, that the text ends with; 0 if it ends with anything
-// else.
-uint64_t last_space_size(const uint8_t* text, uint64_t length, bool has_controls) noexcept {
+// Where the space that the text ends with begins; `length` if it ends with anything else. What
+// continues the last character beyond its size belongs to it all the same.
+uint64_t last_space_start(const uint8_t* text, uint64_t length, bool has_controls) noexcept {
     uint64_t start = length - 1;
-    while (start > 0 && length - start < 3 && continues_utf8(text[start])) --start;
-    const uint64_t size = length - start;
-    const Decoded last = decode_utf8(text + start, size);
-    const bool is_exact =
-        last.status == NQ_STATUS_OK && last.consumed == size && utf8_size(last.code_point) == size;
-    if (!is_exact) return 0;
+    while (start > 0 && continues_utf8(text[start])) --start;
+    const NQChar last = decode_utf8(text + start, length - start).code_point;
     const bool is_space =
-        is_wide_space(last.code_point) || (has_controls && is_control_space(last.code_point));
-    return is_space ? size : 0;
+        last == kBlank || is_wide_space(last) || (has_controls && is_control_space(last));
+    return is_space ? start : length;
 }
 
 }  // namespace
@@ -126,9 +122,9 @@ uint64_t nqzsu8StripBlanks(const uint8_t* text, uint64_t length, uint32_t blankC
     for (;;) {
         length -= nq::trailing_blanks(text, length);
         if (length == 0 || blankClass == nq::kBlankOnly) return length;
-        const uint64_t size = nq::last_space_size(text, length, blankClass != nq::kSpaces);
-        if (size == 0) return length;
-        length -= size;
+        const uint64_t start = nq::last_space_start(text, length, blankClass != nq::kSpaces);
+        if (start == length) return length;
+        length = start;
     }
 }
 

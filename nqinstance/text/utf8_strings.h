@@ -33,8 +33,8 @@ NQ_EXPORT NQStatus nqzsu8Justify(uint8_t* field, uint32_t length, uint8_t mode,
 
 /* The length without the blanks at the end: only U+0020 for class 0; for class 2 also U+00A0,
  * U+1680, U+2000..U+200A, U+2028, U+2029, U+202F, U+205F and U+3000; for any other class also
- * U+0009..U+000D and U+0085. A longer form of such a character, or one with surplus continuation
- * bytes, is no blank. */
+ * U+0009..U+000D and U+0085. But for class 0 the last character goes from the last byte that is no
+ * continuation byte to the end, and is what UTF8_UTF32 reads there. */
 NQ_EXPORT uint64_t nqzsu8StripBlanks(const uint8_t* text, uint64_t length,
                                      uint32_t blankClass) NQ_NOEXCEPT;
 

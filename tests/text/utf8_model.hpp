@@ -229,12 +229,8 @@ inline std::uint64_t strip(Text text, std::uint32_t blank_class) {
         std::uint64_t start = text.size() - 1;
         // Byte-wise for the blank alone.
         while (blank_class != 0 && start > 0 && is_continuation(text[start])) --start;
-        const Text last = text.subspan(start);
-        if (std::ranges::none_of(spaces(blank_class), [last](const Bytes& space) {
-                return std::ranges::equal(space, last);
-            })) {
-            break;
-        }
+        const Bytes last = utf8_of(read_utf8(&text[start], text.size() - start).code_point);
+        if (std::ranges::count(spaces(blank_class), last) == 0) break;
         text = text.first(start);
     }
     return text.size();

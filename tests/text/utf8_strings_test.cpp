@@ -269,18 +269,21 @@ TEST(Utf8StripBlanks, DifferentBlanksInARow) {
     EXPECT_EQ(strip(text.substr(0, text.size() - 2), 2), 5u);  // up to the tab
 }
 
-TEST(Utf8StripBlanks, BrokenFormsAreNoBlanks) {
+TEST(Utf8StripBlanks, BrokenFormsAreReadFromTheirLeadByte) {
     for (const std::uint32_t blank_class : {2u, 1u}) {
-        EXPECT_EQ(strip("a\xE3\x80\x80\x80", blank_class), 5u);  // surplus continuation byte
-        EXPECT_EQ(strip("a \x80", blank_class), 3u);
+        EXPECT_EQ(strip("a\xE3\x80\x80\x80", blank_class), 1u);  // surplus continuation byte
+        EXPECT_EQ(strip("a \x80", blank_class), 1u);
         EXPECT_EQ(strip("a\x80\x80\x80\x80", blank_class), 5u);
+        EXPECT_EQ(strip(" \x80\x80\x80\x80", blank_class), 0u);
         EXPECT_EQ(strip("\x80\x80", blank_class), 2u);
-        EXPECT_EQ(strip("a\xC0\xA0", blank_class), 3u);      // U+0020, overlong
-        EXPECT_EQ(strip("a\xE0\x82\xA0", blank_class), 4u);  // U+00A0, overlong
+        EXPECT_EQ(strip("a\xC0\xA0", blank_class), 3u);      // no lead byte
+        EXPECT_EQ(strip("a\xE0\x82\xA0", blank_class), 1u);  // U+00A0, overlong
         EXPECT_EQ(strip("a\xE3\x80", blank_class), 3u);
         EXPECT_EQ(strip("a\xC2", blank_class), 2u);
+        EXPECT_EQ(strip("a\xC2 ", blank_class), 2u);
     }
     EXPECT_EQ(strip("a\x80 ", 0), 2u);
+    EXPECT_EQ(strip("a \x80", 0), 3u);
 }
 
 TEST(Utf8StripBlanks, RandomTextsAgreeWithTheModel) {
