@@ -175,13 +175,15 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     }
 
     std::string_view plain(reinterpret_cast<const char*>(text.data()), text.size());
-    if (plain.starts_with("\xef\xbb\xbf")) plain.remove_prefix(3);
+    constexpr std::string_view kMark = "\xef\xbb\xbf";
+    if (plain.starts_with(kMark)) plain.remove_prefix(kMark.size());
     const Parsed parsed = parser.parse(text);
     const std::optional<std::uint64_t> error = nq::find_json_error(plain, UINT64_MAX);
-    // A NUL, which no JSON text holds, would end the other parser's input.
-    const bool has_nul = plain.find('\0') != plain.npos;
-    const Json json = has_nul ? Json(Json::value_t::discarded)
-                              : Json::parse(plain.begin(), plain.end(), nullptr, false);
+    // The other parser's input would end at a NUL, and begin behind one more mark; no JSON text
+    // holds either.
+    const bool is_misread = plain.find('\0') != plain.npos || plain.starts_with(kMark);
+    const Json json = is_misread ? Json(Json::value_t::discarded)
+                                 : Json::parse(plain.begin(), plain.end(), nullptr, false);
     switch (parsed.status) {
         case NQ_STATUS_OK:
             NQ_REQUIRE(parsed.line == 0 && parsed.column == 0);
