@@ -17,8 +17,10 @@ case $bodies in
     exit 1
     ;;
 esac
-# Fewer rounds than on the machine itself, and not the longest tests of what others test as well,
-# for it takes ten times as long.
-export ITER="${ITER:-300}"
-longest='*.StringsOfThreeBytesAlone/*:*.AsciiRunsOfEachLengthAgree/*'
+# Fewer rounds than on the machine itself, where the same body runs as */generic, and not the longest
+# tests of what others test as well, for it takes ten times as long.
+export ITER="${ITER:-100}"
+longest='*StringsOfThreeBytes*:*AllThreeByteStrings*:*FourEdgeBytes*:*EdgeBytesAcrossBlocks*'
+longest="$longest:*AsciiRunsOfEachLength*:*CasesChangeTheLetters*:*Utf8LengthAddsUp*"
+longest="$longest:*AtEachAlignedPlace*:*CaseEdgeBody.UnitsInPlace*:*CaseEdgeBody.CopiesForALocale*"
 exec $on_nehalem --gtest_filter="*/library*-$longest" --gtest_brief=1
