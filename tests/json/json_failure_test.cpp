@@ -249,6 +249,20 @@ TEST_F(JsonFailure, ValueThatCannotBeHadIsNull) {
     release(dictionary);
 }
 
+TEST_F(JsonFailure, WhatIsWrittenBeforeTheOutputAsAValue) {
+    out = host.string("x");
+    retain(&out->header);
+    NQArray* list = host.array({out});
+    host.plan().clear();
+    host.plan().fail(Call::kStringAppend, 0, kPlanned);
+    NQU8String* const string = out;
+    EXPECT_EQ(to_json2(list, kCompact, 0), kPlanned);
+    EXPECT_EQ(text_of(string), "x");
+    host.plan().clear();
+    release(list);
+    release(string);
+}
+
 TEST_F(JsonFailure, EveryAppendInTurn) {
     NQDictionary* tree =
         host.dictionary({{"a", host.array({number(1), host.string("x\ty"), data("foo")})},

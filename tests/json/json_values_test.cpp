@@ -295,3 +295,18 @@ TEST_F(JsonValues, TheOutputAsAValueIsReadAsFarAsItIsWritten) {
     release(list);
     EXPECT_EQ(take_out(), R"(x["a","x[\"a\",\""])");
 }
+
+TEST_F(JsonValues, TheOutputAsAKeyIsReadAsFarAsItIsWritten) {
+    static NQArray* keys;
+    out = host.string("x");
+    retain(&out->header);
+    keys = host.array({out});
+    NQDictionary* dictionary = host.dictionary();
+    dictionary->listKeys = [](NQDictionary*, NQArray** list) noexcept -> NQStatus {
+        *list = keys;
+        return NQ_STATUS_OK;
+    };
+    EXPECT_EQ(to_json2(dictionary, kCompact, 0), NQ_STATUS_OK);
+    release(dictionary);
+    EXPECT_EQ(take_out(), R"(x{"x{"":null})");
+}
