@@ -208,7 +208,7 @@ TEST_P(CompareEdgeBody, LongTexts) {
 TEST_P(CompareEdgeBody, UnitsOfEveryCount) {
     using model::Units;
     const Units kLetters[] = {units(U"the Quick x"), units(U"\u0436\u044F\u00E9"),
-                              units(U"a\u4E2D\U0001F600 ")};
+                              units(U"a\u4E2D\U0001F600 "), units(U"@Z[")};
     const auto placed_units = [](std::span<std::uint8_t> at, const Units& text) {
         if (!text.empty()) std::memcpy(at.data(), text.data(), text.size() * sizeof(NQChar));
         return reinterpret_cast<const NQChar*>(at.data());
@@ -276,8 +276,9 @@ class AlikeBody : public testing::TestWithParam<const TextKernels*> {};
 
 TEST_P(AlikeBody, AgreesWithTheRuleOnRandomBytes) {
     std::mt19937_64 random = seeded_generator();
-    constexpr std::uint8_t kBytes[] = {'a',  'A',  'b',  '@',  0x80, 0x98, 0xBF, 0xC3, 0xC3,
-                                       0xE4, 0xE4, 0xF0, 0xF0, 0xF7, 0xF8, 0xFC, 0xFF, '`'};
+    constexpr std::uint8_t kBytes[] = {'a',  'A',  'b',  '@',  0x80, 0x98, 0xBF,
+                                       0xC3, 0xC3, 0xE4, 0xE4, 0xF0, 0xF0, 0xF7,
+                                       0xF8, 0xFC, 0xFF, '`',  'Z',  '[',  '{'};
     const Checks checks("alike_utf8", GetParam()->name);
     const std::uint64_t rounds = setting("ITER", 500000);
     for (std::uint64_t round = 0; round < rounds; ++round) {

@@ -261,6 +261,21 @@ TEST_P(Utf8CountBody, EdgeBytesAcrossBlocks) {
     }
 }
 
+// Fewer continuation bytes than a lead byte announces, as many, and more.
+TEST_P(Utf8CountBody, EveryLeadByteInLongTexts) {
+    for (unsigned lead = 0x80; lead <= 0xFF; ++lead) {
+        for (std::size_t tails = 0; tails < 8; ++tails) {
+            Bytes text;
+            while (text.size() < 200) {
+                text.push_back(static_cast<std::uint8_t>(lead));
+                text.insert(text.end(), tails, 0x80);
+            }
+            check(text);
+            if (HasFatalFailure()) return;
+        }
+    }
+}
+
 TEST_P(Utf8CountBody, EveryLengthAndStart) {
     std::mt19937_64 random = seeded_generator();
     for (const std::uint64_t mixture : {0u, 5u, 100u}) {

@@ -264,12 +264,12 @@ TEST_P(UtfModelBody, AllCodePointsAreWrittenAndReadBack) {
     EXPECT_TRUE(back == utf16);
 }
 
-// A block of nothing but the first or last code point of a size.
-TEST_P(UtfModelBody, LongRunsOfOneCodePoint) {
-    for (const NQChar code_point :
-         {0u, 0x7Fu, 0x80u, 0x7FFu, 0x800u, 0xFFFFu, 0x10000u, 0x10FFFFu}) {
+// Blocks of nothing but the first or last code points of two sizes, in turn.
+TEST_P(UtfModelBody, LongRunsOfTwoCodePoints) {
+    constexpr NQChar kEdges[] = {0, 0x7F, 0x80, 0x7FF, 0x800, 0xFFFF, 0x10000, 0x10FFFF};
+    const auto check_run = [&](NQChar first, NQChar second) {
         std::vector<std::uint8_t> utf32;
-        for (int i = 0; i < 100; ++i) append_unit32(utf32, code_point, false);
+        for (int i = 0; i < 100; ++i) append_unit32(utf32, i % 2 ? second : first, false);
         const auto encoded = [&](NQUtfWriter writer) {
             std::vector<std::uint8_t> text(utf32.size());
             text.resize(loop_from_utf32(utf32, text, writer, readers_.utf32_swap).produced);
@@ -278,6 +278,9 @@ TEST_P(UtfModelBody, LongRunsOfOneCodePoint) {
         };
         check_to(encoded(writers_.utf8), utf32.size(), readers_.utf8, writers_.utf32_swap);
         check_to(encoded(writers_.pairs), utf32.size(), readers_.utf16_swap, writers_.utf32_swap);
+    };
+    for (const NQChar first : kEdges) {
+        for (const NQChar second : kEdges) check_run(first, second);
     }
 }
 
