@@ -8,17 +8,6 @@
 #include "nqinstance/host/status.h"
 
 namespace nq {
-namespace {
-
-// The checking host reports what is left over at its end as a test would; here that ends the
-// process.
-[[maybe_unused]] const bool kEndsAtFailure = [] {
-    testing::GTEST_FLAG(break_on_failure) = true;
-    return true;
-}();
-
-}  // namespace
-
 namespace test {
 
 void* library_symbol(const char* name) {
@@ -30,6 +19,8 @@ void* library_symbol(const char* name) {
 }  // namespace test
 
 namespace fuzz {
+
+CheckingHost::CheckingHost() { testing::GTEST_FLAG(break_on_failure) = true; }
 
 void require_explained(CheckingHost& host, NQStatus status) {
     if (!status) return;

@@ -6,7 +6,11 @@
 
 namespace nq::fuzz {
 
-using test::CheckingHost;
+// A host that ends the process where something is held when it ends, which it reports as a test
+// would.
+struct CheckingHost : test::CheckingHost {
+    CheckingHost();
+};
 
 inline std::string text_of(const Bytes& bytes) { return {bytes.begin(), bytes.end()}; }
 

@@ -143,7 +143,7 @@ void check_conversions(Input& input) {
                          time.millisecond / 1000.0;
     NQ_REQUIRE(nqTimeGetDate(&time) == clock + zone);
 
-    const auto months = static_cast<std::int32_t>(static_cast<std::uint32_t>(both.month) - 1);
+    const std::int64_t months = std::int64_t{both.month} - 1;
     NQ_REQUIRE(nqCalDateTimeGetDate(&both) ==
                clock + calendar_seconds(both.year, months, both.day) + zone);
 }
