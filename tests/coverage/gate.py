@@ -3,7 +3,8 @@
 
 usage: gate.py ROOT COVERAGE.json [CALLS]
 
-CALLS is what callgrind wrote of a test that calls operations without counters. Prints a figure for each demand, then every line and branch of the library that no test reached.
+CALLS is what callgrind wrote of a test that calls operations without counters. Prints a figure for
+each demand, then every line and branch of the library that no test reached.
 A line is left out of the count by a comment with GCOVR_EXCL and, behind a colon, the reason; these
 are listed as well, and one without a reason fails. Status 1 when a demand is missed.
 """

@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # The coverage gate: builds with counters, runs the tests and checks what they reached.
 #   tests/coverage/run.sh [BUILD-FOLDER]
-# The tests run with few rounds, and those that walk through every input of a kind are left out:
-# they reach nothing that the others do not.
+# The tests run with few rounds. Left out are those that walk through every input of a kind, which
+# reach nothing that the others do not, and the corpora, for tests are to reach the code by themselves.
 set -euo pipefail
 cd "$(dirname "$0")/../.."
 build=${1:-build/coverage}

@@ -2,6 +2,9 @@
 // its type and a value that is cut off, and let pass what is meant to wrap.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <vector>
+
 #include "nqinstance/host/wrapping.hpp"
 
 namespace nq::test {
@@ -40,6 +43,14 @@ TEST(PlantedArithmetic, AValueThatIsCutOffIsReported) {
 TEST(PlantedArithmetic, AnIndexBehindAnArrayEndsTheProcess) {
     EXPECT_EQ(element(unknown<std::uint64_t>(3)), 4);
     EXPECT_DEATH(element(unknown<std::uint64_t>(4)), "");
+}
+
+// The standard library's own code may wrap, and is watched in all else.
+TEST(PlantedArithmetic, AReadBehindABlockIsReportedInTheStandardLibrary) {
+    std::vector<int> values(unknown<std::size_t>(4), 1);
+    const int* const all = values.data();
+    EXPECT_EQ(*std::max_element(all, all + 4), 1);
+    EXPECT_DEATH(unknown(*std::max_element(all, all + 5)), "heap-buffer-overflow");
 }
 
 TEST(PlantedArithmetic, WhatIsMeantToWrapPasses) {
