@@ -9,9 +9,7 @@ namespace nq::test {
 namespace {
 
 void* open_library() {
-    // Another build of it, as NQ_LIBRARY=.
-    const char* other = std::getenv("NQ_LIBRARY");
-    void* library = dlopen(other ? other : NQ_LIBRARY_PATH, RTLD_NOW | RTLD_LOCAL);
+    void* library = dlopen(NQ_LIBRARY_PATH, RTLD_NOW | RTLD_LOCAL);
     if (library) return library;
     std::fprintf(stderr, "%s\n", dlerror());
     std::abort();

@@ -6,9 +6,12 @@
 
 #include <atomic>
 #include <barrier>
-#include <cstring>
+#include <cstdio>
+#include <cstdlib>
 #include <filesystem>
 #include <string>
+#include <system_error>
+#include <vector>
 
 #include "nqinstance/text/memory.h"
 #include "nqinstance/text/utf.h"
@@ -17,20 +20,49 @@
 namespace nq::test {
 namespace {
 
-// A copy of the library, which is loaded anew each time: the one under test is never unloaded.
-class FreshLibrary {
-    void* const handle_;
+// A copy of the library until the end of the test. It is made beside the library, from where code
+// may be run; a folder for temporary files may forbid that.
+class LibraryCopy {
+    std::string path_ = std::string(NQ_LIBRARY_PATH) + ".XXXXXX";
+    bool is_made_ = false;
 
   public:
-    explicit FreshLibrary(const std::string& path)
-        : handle_(dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL)) {
-        if (!handle_) ADD_FAILURE() << dlerror();
+    LibraryCopy() {
+        const int file = mkstemp(path_.data());
+        if (file < 0) return;
+        close(file);
+        std::error_code error;
+        is_made_ = std::filesystem::copy_file(
+            NQ_LIBRARY_PATH, path_, std::filesystem::copy_options::overwrite_existing, error);
+        if (!is_made_) unlink(path_.c_str());
     }
+    ~LibraryCopy() {
+        if (is_made_) unlink(path_.c_str());
+    }
+    LibraryCopy(const LibraryCopy&) = delete;
+    LibraryCopy& operator=(const LibraryCopy&) = delete;
+
+    bool is_made() const { return is_made_; }
+    const std::string& path() const { return path_; }
+};
+
+// That copy, which is loaded anew each time: the one under test is never unloaded.
+class FreshLibrary {
+    void* const handle_;
+    std::string missing_;
+
+  public:
+    explicit FreshLibrary(const LibraryCopy& copy)
+        : handle_(dlopen(copy.path().c_str(), RTLD_NOW | RTLD_LOCAL)),
+          missing_(handle_ ? "" : dlerror()) {}
     ~FreshLibrary() {
         if (handle_) dlclose(handle_);
     }
     FreshLibrary(const FreshLibrary&) = delete;
     FreshLibrary& operator=(const FreshLibrary&) = delete;
+
+    // Why not every routine can be called; empty when all can.
+    const std::string& missing() const { return missing_; }
 
     // Looked up before the threads start, for the look-up takes a lock.
 #define NQ_ROUTINE(name) decltype(&::name) name = find<decltype(&::name)>(#name)
@@ -49,8 +81,10 @@ class FreshLibrary {
 
   private:
     template <class Routine>
-    Routine find(const char* name) const {
-        return reinterpret_cast<Routine>(dlsym(handle_, name));
+    Routine find(const char* name) {
+        void* const routine = handle_ ? dlsym(handle_, name) : nullptr;
+        if (!routine && missing_.empty()) missing_ = name;
+        return reinterpret_cast<Routine>(routine);
     }
 };
 
@@ -115,9 +149,8 @@ constexpr Check kChecks[] = {scans,
                              converts_from_units};
 
 TEST(FirstCallThread, EveryThreadGetsABody) {
-    const auto copy = std::filesystem::temp_directory_path() /
-                      std::string("nqinstance.").append(std::to_string(getpid())).append(".so");
-    std::filesystem::copy_file(NQ_LIBRARY_PATH, copy);
+    const LibraryCopy copy;
+    ASSERT_TRUE(copy.is_made()) << copy.path();
     const Texts texts;
     std::atomic<std::uint64_t> wrong{0};
     std::uint64_t loads = 0;
@@ -125,7 +158,8 @@ TEST(FirstCallThread, EveryThreadGetsABody) {
     for (const unsigned threads : kThreadCounts) {
         for (std::uint64_t done = 0; done < share_of_thread(threads); done += kCallsOfThread) {
             ++loads;
-            const FreshLibrary library(copy.string());
+            const FreshLibrary library(copy);
+            ASSERT_EQ(library.missing(), "");
             std::barrier start(threads);
             run_threads(threads, [&](unsigned index) {
                 start.arrive_and_wait();
@@ -137,7 +171,6 @@ TEST(FirstCallThread, EveryThreadGetsABody) {
             });
         }
     }
-    std::filesystem::remove(copy);
     std::printf("%llu loads\n", static_cast<unsigned long long>(loads));
     EXPECT_EQ(wrong, 0u);
 }
