@@ -18,6 +18,8 @@ int length_of(std::int32_t year) {
 
 std::int32_t year_after(std::int32_t year) { return year == INT_MAX ? INT_MIN : year + 1; }
 
+const nq::test::DemandedChecks kDemanded{"year_walk"};
+
 class YearWalkBody : public testing::TestWithParam<const nq::YearWalkBody*> {};
 
 // Each number of days up to `limit` from the first of `start`, against a counter of days.

@@ -96,6 +96,15 @@ void expect_linear(const std::string& what, std::uint64_t size, Run run) {
     }
 }
 
+// The process must not have grown by more than a MiB since it had `before`.
+inline void expect_flat(const std::string& what, std::uint64_t before) {
+    const std::uint64_t after = resident_memory();
+    figure(what + ", growth", (as_mib(after) - as_mib(before)) * 1024, "KiB");
+    if (!NQ_UNDER_SANITIZER) {
+        EXPECT_LE(after, before + kMiB) << what;
+    }
+}
+
 // The library in the standalone host.
 class Soak : public testing::Test {
   protected:

@@ -537,6 +537,10 @@ NQ_FOR_EACH_BODY(CaseMappingBody);
 
 // --- ASCII of each length around another letter --------------------------------------------------
 
+const DemandedChecks kDemanded{
+    "nqzsu8Upper",       "nqzsu8Lower",       "nqzsu8Upper2", "nqzsu8Lower2",
+    "nqzsu8LocaleUpper", "nqzsu8LocaleLower", "nqzstup",      "nqzstlo"};
+
 // The runs of ASCII, which have the bodies, at each length and start, against a loop.
 class CaseEdgeBody : public CaseMappingBody {
   protected:
@@ -674,7 +678,8 @@ class CaseEdgeBody : public CaseMappingBody {
                     }
                     expected.assign(window.begin(), window.end());
                     if (bytes > 0) {
-                        std::memcpy(expected.data() + (start - window.data()), mapped.data(), bytes);
+                        std::memcpy(expected.data() + (start - window.data()), mapped.data(),
+                                    bytes);
                         std::memcpy(start, units.data(), bytes);
                     }
                     map(reinterpret_cast<NQChar*>(start), static_cast<std::int64_t>(count));

@@ -13,6 +13,10 @@
 namespace nq::test {
 namespace {
 
+const DemandedChecks kDemanded{
+    "nqzsu8Compare", "nqzsu8NormCompare", "nqzsu8NormEqual", "nqzsu8NormASCIIEqual",
+    "nqzsncmp",      "nqzseqn",           "alike_utf8"};
+
 // The comparisons at every length, with both texts flush on protected pages.
 class CompareEdgeBody : public CompareBody {
   protected:

@@ -17,6 +17,11 @@ namespace {
 constexpr std::size_t kRoom = 65536 * 8 + 4096;
 constexpr std::size_t kMargin = 64;  // bytes around a range that are watched
 
+const DemandedChecks kDemanded{
+    "mwMemScan",   "mwMemNScan", "mwMemNot", "mwMemTNScan", "mwMemTNot",
+    "mwMissArray", "mwStrUp",    "mwStrLow", "mwMemSet",    "mwMemTSet",
+    "mwMemCpy",    "mwMemSCpy",  "mwMemCmp", "mwWMemCmp",   "GET_UTF8_LEN_FROM_NQCHAR"};
+
 class MemoryBody : public TextBody {
   protected:
     // Calls check(start) for a range of `count` elements flush after a protected page, flush

@@ -23,4 +23,5 @@ export ITER="${ITER:-100}"
 longest='*StringsOfThreeBytes*:*AllThreeByteStrings*:*FourEdgeBytes*:*EdgeBytesAcrossBlocks*'
 longest="$longest:*AsciiRunsOfEachLength*:*CasesChangeTheLetters*:*Utf8LengthAddsUp*"
 longest="$longest:*AtEachAlignedPlace*:*CaseEdgeBody.UnitsInPlace*:*CaseEdgeBody.CopiesForALocale*"
+longest="$longest:*UtfModelEdgeBody*"
 exec $on_nehalem --gtest_filter="*/library*-$longest" --gtest_brief=1

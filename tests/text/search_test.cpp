@@ -12,6 +12,8 @@
 namespace nq::test {
 namespace {
 
+const DemandedChecks kDemanded{"nqzsu8IndexText"};
+
 class SearchBody : public TextBody {
   protected:
     std::int64_t index(std::string_view haystack, std::string_view needle) {

@@ -24,6 +24,9 @@ Text bytes_of(std::string_view text) {
 
 using model::kSlowdown;
 
+const DemandedChecks kDemanded{"nqzsu8NumChars", "nqzsu8ByteLength", "UTF8_SLENB",
+                               "nqzsu8FindCharText"};
+
 class Utf8CountBody : public TextBody {
   protected:
     std::uint64_t num_chars(Text text) {

@@ -16,6 +16,12 @@
 namespace nq::test {
 namespace {
 
+const DemandedChecks kDemanded{
+    "ConvertToUTF32 from UTF-8",          "ConvertToUTF32 from UTF-16",
+    "ConvertToUTF32 from swapped UTF-32", "ConvertFromUTF32 to UTF-8",
+    "ConvertFromUTF32 to UTF-16",         "ConvertFromUTF32 to cut UTF-16",
+    "ConvertFromUTF32 to swapped UTF-32"};
+
 class UtfModelBody : public TextBody {
   protected:
     // The library's routines in the way under test.
@@ -86,36 +92,75 @@ class UtfModelBody : public TextBody {
         return {status, total};
     }
 
-    // Converts between protected pages, from a source that is read-only, and compares status,
-    // count and every byte of the target with what the loop makes.
+    // The checks of a pair of routines; of one that has no bodies there are none.
+    const Checks* checks_to(NQUtfReader reader, NQUtfWriter writer) const {
+        if (writer != writers_.utf32 && writer != writers_.utf32_swap) return nullptr;
+        if (reader == readers_.utf8) return &from_utf8_checks_;
+        if (reader == readers_.utf16 || reader == readers_.utf16_swap) return &from_utf16_checks_;
+        return swaps(reader, writer) ? &from_utf32_checks_ : nullptr;
+    }
+    const Checks* checks_from(NQUtfWriter writer, NQUtfReader reader) const {
+        if (reader != readers_.utf32 && reader != readers_.utf32_swap) return nullptr;
+        if (writer == writers_.utf8) return &to_utf8_checks_;
+        if (writer == writers_.pairs || writer == writers_.pairs_swap) return &to_utf16_checks_;
+        if (writer == writers_.cut || writer == writers_.cut_swap) return &to_cut_checks_;
+        return swaps(reader, writer) ? &to_utf32_checks_ : nullptr;
+    }
+    bool swaps(NQUtfReader reader, NQUtfWriter writer) const {
+        return (reader == readers_.utf32 && writer == writers_.utf32_swap) ||
+               (reader == readers_.utf32_swap && writer == writers_.utf32);
+    }
+
+    // Converts from the start of the one span to that of the other and compares status, count and
+    // every byte of the target with the outcome.
+    template <class Driver, class First, class Second>
+    void check_placed(const Checks* checks, Driver driver, const std::vector<std::uint8_t>& source,
+                      std::span<std::uint8_t> from, std::span<std::uint8_t> to, First first,
+                      Second second, const Outcome& outcome) {
+        std::ranges::copy(source, from.begin());
+        std::ranges::fill(to, std::uint8_t{0xA5});
+        std::uint64_t produced = 99;
+        const NQStatus status =
+            driver(from.data(), from.size(), to.data(), to.size(), &produced, first, second);
+        ASSERT_EQ(checks ? checks->counted(status) : status, outcome.status)
+            << describe(source, to.size());
+        ASSERT_EQ(produced, outcome.produced) << describe(source, to.size());
+        ASSERT_TRUE(std::ranges::equal(to, expected_)) << describe(source, to.size());
+    }
+
+    // Where source and target lie: at the ends of their pages, at the starts, and away from them
+    // so many times.
     template <class Driver, class Loop, class First, class Second>
-    void check(Driver driver, Loop loop, const std::vector<std::uint8_t>& source,
-               std::uint64_t capacity, First first, Second second) {
-        for (const bool at_the_end : {true, false}) {
-            const auto from =
-                at_the_end ? source_.last(source.size()) : source_.first(source.size());
-            std::ranges::copy(source, from.begin());
-            const auto to = at_the_end ? target_.last(capacity) : target_.first(capacity);
-            std::ranges::fill(to, std::uint8_t{0xA5});
-            expected_.assign(capacity, 0xA5);
-            std::uint64_t produced = 99;
-            const NQStatus status =
-                driver(from.data(), from.size(), to.data(), to.size(), &produced, first, second);
-            const Outcome outcome = loop(source, expected_, first, second);
-            ASSERT_EQ(status, outcome.status) << describe(source, capacity);
-            ASSERT_EQ(produced, outcome.produced) << describe(source, capacity);
-            ASSERT_TRUE(std::ranges::equal(to, expected_)) << describe(source, capacity);
+    void check(const Checks* checks, Driver driver, Loop loop,
+               const std::vector<std::uint8_t>& source, std::uint64_t capacity, First first,
+               Second second, std::size_t times) {
+        expected_.assign(capacity, 0xA5);
+        const Outcome outcome = loop(source, expected_, first, second);
+        const std::size_t size = source.size();
+        const auto check_at = [&](std::span<std::uint8_t> from, std::span<std::uint8_t> to) {
+            check_placed(checks, driver, source, from, to, first, second, outcome);
+        };
+        check_at(source_.last(size), target_.last(capacity));
+        check_at(source_.first(size), target_.first(capacity));
+        for (; times > 0 && !HasFatalFailure(); --times) {
+            ++offset_;
+            const std::size_t of_source = offset_ % 64;
+            const std::size_t of_target = (offset_ * 7 + offset_ / 64) % 64;
+            check_at(source_.first(of_source + size).subspan(of_source),
+                     target_.first(of_target + capacity).subspan(of_target));
         }
     }
 
     void check_to(const std::vector<std::uint8_t>& source, std::uint64_t capacity,
-                  NQUtfReader reader, NQUtfWriter writer) {
-        check(to_utf32_, loop_to_utf32, source, capacity, reader, writer);
+                  NQUtfReader reader, NQUtfWriter writer, std::size_t times = 2) {
+        check(checks_to(reader, writer), to_utf32_, loop_to_utf32, source, capacity, reader, writer,
+              times);
     }
 
     void check_from(const std::vector<std::uint8_t>& source, std::uint64_t capacity,
-                    NQUtfWriter writer, NQUtfReader reader) {
-        check(from_utf32_, loop_from_utf32, source, capacity, writer, reader);
+                    NQUtfWriter writer, NQUtfReader reader, std::size_t times = 2) {
+        check(checks_from(writer, reader), from_utf32_, loop_from_utf32, source, capacity, writer,
+              reader, times);
     }
 
     static std::string describe(std::span<const std::uint8_t> source, std::uint64_t capacity) {
@@ -134,6 +179,14 @@ class UtfModelBody : public TextBody {
     GuardPages source_{1 << 18};
     GuardPages target_{1 << 20};
     std::vector<std::uint8_t> expected_;
+    std::size_t offset_ = 0;
+    const Checks from_utf8_checks_ = checks_of("ConvertToUTF32 from UTF-8");
+    const Checks from_utf16_checks_ = checks_of("ConvertToUTF32 from UTF-16");
+    const Checks from_utf32_checks_ = checks_of("ConvertToUTF32 from swapped UTF-32");
+    const Checks to_utf8_checks_ = checks_of("ConvertFromUTF32 to UTF-8");
+    const Checks to_utf16_checks_ = checks_of("ConvertFromUTF32 to UTF-16");
+    const Checks to_cut_checks_ = checks_of("ConvertFromUTF32 to cut UTF-16");
+    const Checks to_utf32_checks_ = checks_of("ConvertFromUTF32 to swapped UTF-32");
 };
 
 void append(std::vector<std::uint8_t>& text, std::span<const std::uint8_t> bytes) {
@@ -149,6 +202,15 @@ void append_unit32(std::vector<std::uint8_t>& text, std::uint32_t unit, bool is_
 void append_unit16(std::vector<std::uint8_t>& text, std::uint32_t unit, bool is_big) {
     text.push_back(static_cast<std::uint8_t>(is_big ? unit >> 8 : unit));
     text.push_back(static_cast<std::uint8_t>(is_big ? unit : unit >> 8));
+}
+
+void append_utf16(std::vector<std::uint8_t>& text, NQChar code_point, bool is_big) {
+    if (code_point < 0x10000) {
+        append_unit16(text, code_point, is_big);
+    } else {
+        append_unit16(text, 0xD800 + (code_point - 0x10000) / 0x400, is_big);
+        append_unit16(text, 0xDC00 + code_point % 0x400, is_big);
+    }
 }
 
 TEST_P(UtfModelBody, AllThreeByteStringsAreReadAsTheModelDoes) {
@@ -333,14 +395,7 @@ class RandomTexts {
 
     std::vector<std::uint8_t> utf16(bool is_big) {
         std::vector<std::uint8_t> text;
-        for (const NQChar unit : code_points()) {
-            if (unit < 0x10000) {
-                append_unit16(text, unit, is_big);
-            } else {
-                append_unit16(text, 0xD800 + (unit - 0x10000) / 0x400, is_big);
-                append_unit16(text, 0xDC00 + unit % 0x400, is_big);
-            }
-        }
+        for (const NQChar unit : code_points()) append_utf16(text, unit, is_big);
         plant([&](std::size_t at) { text[at] = static_cast<std::uint8_t>(0xD8 + below(8)); }, text);
         return text;
     }
@@ -467,6 +522,45 @@ TEST_P(UtfModelBody, AnErrorAtEachPlaceOfEachKindOfText) {
     }
 }
 
+class UtfModelEdgeBody : public UtfModelBody {};
+
+TEST_P(UtfModelEdgeBody, TextsOfEveryLengthAtEveryStart) {
+    // Of source and target, for each routine and text; shared out among its pairs.
+    constexpr std::size_t kStarts = NQ_UNDER_SANITIZER ? 64 : 800;
+    std::mt19937_64 random(3);
+    RandomTexts texts(random);
+    for (std::uint64_t kind = 0; kind < 5; ++kind) {
+        std::vector<std::uint8_t> utf8;
+        std::vector<std::uint8_t> utf16[2];
+        std::vector<std::uint8_t> utf32[2];
+        for (std::size_t count = 0; count <= 100 && !HasFatalFailure(); ++count) {
+            check_to(utf8, 4 * count, readers_.utf8, writers_.utf32, kStarts / 2);
+            check_to(utf8, 4 * count, readers_.utf8, writers_.utf32_swap, kStarts / 2);
+            for (const bool is_big : {false, true}) {
+                const NQUtfReader pairs = is_big ? readers_.utf16 : readers_.utf16_swap;
+                check_to(utf16[is_big], 4 * count, pairs, writers_.utf32, kStarts / 4);
+                check_to(utf16[is_big], 4 * count, pairs, writers_.utf32_swap, kStarts / 4);
+                const auto& units = utf32[is_big];
+                const NQUtfReader copy = is_big ? readers_.utf32 : readers_.utf32_swap;
+                const NQUtfWriter other = is_big ? writers_.utf32_swap : writers_.utf32;
+                check_to(units, 4 * count, copy, other, kStarts / 2);
+                check_from(units, 4 * count, other, copy, kStarts / 2);
+                check_from(units, utf8.size(), writers_.utf8, copy, kStarts / 2);
+                check_from(units, utf16[0].size(), writers_.pairs, copy, kStarts / 4);
+                check_from(units, utf16[0].size(), writers_.pairs_swap, copy, kStarts / 4);
+                check_from(units, 2 * count, writers_.cut, copy, kStarts / 4);
+                check_from(units, 2 * count, writers_.cut_swap, copy, kStarts / 4);
+            }
+            const NQChar code_point = texts.code_point(kind);
+            append(utf8, model::utf8_of(code_point));
+            for (const bool is_big : {false, true}) {
+                append_utf16(utf16[is_big], code_point, is_big);
+                append_unit32(utf32[is_big], code_point, is_big);
+            }
+        }
+    }
+}
+
 TEST_P(UtfModelBody, LongTextsEndAtEveryLength) {
     std::mt19937_64 random(5);
     RandomTexts texts(random);
@@ -484,6 +578,7 @@ TEST_P(UtfModelBody, LongTextsEndAtEveryLength) {
 }
 
 NQ_FOR_EACH_BODY(UtfModelBody);
+NQ_FOR_EACH_BODY(UtfModelEdgeBody);
 
 // --- Which way is taken --------------------------------------------------------------------------
 
