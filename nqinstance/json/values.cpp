@@ -54,7 +54,7 @@ NQStatus write_made_text(JsonWriter& writer, bool in_dictionary, Make make) noex
 NQStatus write_string(JsonWriter& writer, InstanceHeader* instance, bool in_dictionary) noexcept {
     return write_made_text(writer, in_dictionary, [&](Held<NQU8String>& escaped) {
         const auto* string = reinterpret_cast<const NQU8String*>(instance);
-        if (const NQStatus status = writer.flush_into(string)) return status;
+        if (const NQStatus status = writer.flush_if_output(string)) return status;
         return escape_string(writer.strings, writer.pool, instance, escaped);
     });
 }
@@ -138,7 +138,7 @@ NQStatus write_entry(JsonWriter& writer, NQDictionary* dictionary, NQU8String* k
     dictionary->get(dictionary, key, &value);
     if (const NQStatus status = writer.write(writer.currentIndent)) return status;
     if (const NQStatus status = writer.write("\"")) return status;
-    if (const NQStatus status = writer.flush_into(key)) return status;
+    if (const NQStatus status = writer.flush_if_output(key)) return status;
     if (const NQStatus status = writer.write(text_of(*key))) return status;
     if (const NQStatus status = writer.write(writer.prettyMode ? "\": " : "\":")) return status;
     return write_value(writer, true, value);

@@ -63,8 +63,8 @@ struct JsonWriter {
     // Hands to the output what `write` gathered.
     NQStatus flush() noexcept;
 
-    // Before a string is read, which may be the output itself.
-    NQStatus flush_into(const NQU8String* string) noexcept {
+    // Before a string is read: the output itself is to be read with what was gathered for it.
+    NQStatus flush_if_output(const NQU8String* string) noexcept {
         return string == out ? flush() : NQ_STATUS_OK;
     }
 
