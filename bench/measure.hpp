@@ -5,7 +5,7 @@
 #include <cstdlib>
 #include <vector>
 
-#include "nqinstance/host/held.hpp"
+#include "nqinstance/base/held.hpp"
 #include "standalone/host.hpp"
 
 namespace nq::bench {

@@ -4,7 +4,7 @@
 #include <cstring>
 
 #include "fuzz/counting_pool.hpp"
-#include "nqinstance/host/held.hpp"
+#include "nqinstance/base/held.hpp"
 #include "nqinstance/host/status.h"
 #include "nqinstance/validate/validation.h"
 #include "standalone/validation.hpp"

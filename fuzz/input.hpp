@@ -7,7 +7,7 @@
 #include <span>
 #include <vector>
 
-#include "nqinstance/text/kernels.hpp"
+#include "nqinstance/text/kernels/table.hpp"
 
 // What the fuzz targets share. An input is a few numbers that choose what is done, then the text
 // that it is done to; whatever is missing of the numbers is zero.

@@ -7,7 +7,7 @@
 #include <variant>
 #include <vector>
 
-#include "nqinstance/host/held.hpp"
+#include "nqinstance/base/held.hpp"
 #include "standalone/json_escape.hpp"
 #include "standalone/statuses.hpp"
 

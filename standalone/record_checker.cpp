@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <vector>
 
-#include "nqinstance/host/held.hpp"
+#include "nqinstance/base/held.hpp"
 #include "standalone/json_document.hpp"
 #include "standalone/json_escape.hpp"
 #include "standalone/messages.hpp"

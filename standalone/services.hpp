@@ -1,5 +1,5 @@
 #pragma once
-#include "nqinstance/host/held.hpp"
+#include "nqinstance/base/held.hpp"
 #include "standalone/json_parser.hpp"
 
 namespace nq {

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <vector>
 
-#include "nqinstance/host/held.hpp"
+#include "nqinstance/base/held.hpp"
 #include "nqinstance/host/status.h"
 #include "standalone/strings.hpp"
 #include "tool/definitions_file.hpp"

@@ -2,7 +2,7 @@
 #include <optional>
 #include <string>
 
-#include "nqinstance/host/held.hpp"
+#include "nqinstance/base/held.hpp"
 #include "standalone/host.hpp"
 #include "standalone/typed_configuration.hpp"
 #include "tool/exit_status.hpp"

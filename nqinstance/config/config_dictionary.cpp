@@ -2,7 +2,7 @@
 
 #include <string.h>
 
-#include "nqinstance/host/held.hpp"
+#include "nqinstance/base/held.hpp"
 #include "nqinstance/host/status.h"
 
 namespace nq {

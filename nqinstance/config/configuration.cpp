@@ -3,7 +3,7 @@
 #include "nqinstance/config/config_dictionary.hpp"
 #include "nqinstance/config/configuration.hpp"
 #include "nqinstance/config/text_reader.h"
-#include "nqinstance/host/held.hpp"
+#include "nqinstance/base/held.hpp"
 #include "nqinstance/text/utf8.h"
 
 namespace nq {

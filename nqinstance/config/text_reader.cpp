@@ -8,7 +8,7 @@
 #include "nqinstance/config/line_scan.hpp"
 #include "nqinstance/core/api.h"
 #include "nqinstance/core/instance.hpp"
-#include "nqinstance/host/held.hpp"
+#include "nqinstance/base/held.hpp"
 #include "nqinstance/text/memory.h"
 
 namespace nq {

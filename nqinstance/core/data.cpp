@@ -5,7 +5,7 @@
 #include <new>
 
 #include "nqinstance/core/kinds.hpp"
-#include "nqinstance/host/held.hpp"
+#include "nqinstance/base/held.hpp"
 
 namespace nq {
 namespace {

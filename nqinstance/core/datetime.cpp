@@ -3,8 +3,8 @@
 #include <new>
 
 #include "nqinstance/core/kinds.hpp"
-#include "nqinstance/host/units.hpp"
-#include "nqinstance/host/wrapping.hpp"
+#include "nqinstance/base/units.hpp"
+#include "nqinstance/base/modular.hpp"
 
 namespace nq {
 namespace {

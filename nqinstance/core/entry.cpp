@@ -2,7 +2,7 @@
 
 #include "nqinstance/config/configuration.hpp"
 #include "nqinstance/core/api.h"
-#include "nqinstance/host/units.hpp"
+#include "nqinstance/base/units.hpp"
 #include "nqinstance/json/json_writer.h"
 #include "nqinstance/validate/definition.h"
 #include "nqinstance/validate/validation.h"

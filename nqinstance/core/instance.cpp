@@ -4,7 +4,7 @@
 #include <new>
 
 #include "nqinstance/core/kinds.hpp"
-#include "nqinstance/host/wrapping.hpp"
+#include "nqinstance/base/modular.hpp"
 #include "nqinstance/validate/numeric.h"
 
 namespace nq {

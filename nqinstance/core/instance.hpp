@@ -1,6 +1,6 @@
 #pragma once
 #include "nqinstance/core/api.h"
-#include "nqinstance/host/type_name.hpp"
+#include "nqinstance/base/type_name.hpp"
 
 namespace nq {
 

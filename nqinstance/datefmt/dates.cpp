@@ -2,7 +2,7 @@
 
 #include <atomic>
 
-#include "nqinstance/datefmt/truncate.hpp"
+#include "nqinstance/base/truncate.hpp"
 #include "nqinstance/datefmt/year_walk.hpp"
 
 namespace nq {

@@ -2,7 +2,7 @@
 
 #include "nqinstance/core/datetime.h"
 #include "nqinstance/datefmt/dates.h"
-#include "nqinstance/datefmt/truncate.hpp"
+#include "nqinstance/base/truncate.hpp"
 #include "nqinstance/json/writer.hpp"
 
 namespace nq {

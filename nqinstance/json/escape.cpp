@@ -4,7 +4,7 @@
 
 #include <array>
 
-#include "nqinstance/text/utf8_tables.hpp"
+#include "nqinstance/text/kernels/utf8_tables.hpp"
 
 namespace nq {
 namespace {

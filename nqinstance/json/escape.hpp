@@ -1,5 +1,5 @@
 #pragma once
-#include "nqinstance/host/held.hpp"
+#include "nqinstance/base/held.hpp"
 #include "nqinstance/host/status.h"
 
 namespace nq {

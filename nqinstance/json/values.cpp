@@ -4,7 +4,7 @@
 #include "nqinstance/core/kinds.hpp"
 #include "nqinstance/host/array.h"
 #include "nqinstance/host/dictionary.h"
-#include "nqinstance/host/variadic.hpp"
+#include "nqinstance/base/variadic.hpp"
 #include "nqinstance/json/escape.hpp"
 #include "nqinstance/json/writer.hpp"
 

@@ -3,7 +3,7 @@
 
 #include <string_view>
 
-#include "nqinstance/host/held.hpp"
+#include "nqinstance/base/held.hpp"
 #include "nqinstance/host/status.h"
 #include "nqinstance/json/format.hpp"
 

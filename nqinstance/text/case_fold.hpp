@@ -3,9 +3,9 @@
 #include <cstdint>
 
 #include "nqinstance/host/kernel.h"
-#include "nqinstance/host/wrapping.hpp"
+#include "nqinstance/base/modular.hpp"
 #include "nqinstance/text/case_tables.hpp"
-#include "nqinstance/text/utf8_tables.hpp"
+#include "nqinstance/text/kernels/utf8_tables.hpp"
 
 // The case of one character, inline: the case mappings and the comparisons use these.
 namespace nq {

@@ -1,6 +1,6 @@
 #pragma once
 #include "nqinstance/text/case_fold.hpp"
-#include "nqinstance/text/case_loops.hpp"
+#include "nqinstance/text/kernels/case_loops.hpp"
 
 // The two directions of case mapping, and the runs of ASCII that need no host.
 namespace nq {

@@ -5,7 +5,7 @@
 #include <algorithm>
 
 #include "nqinstance/text/case_fold.hpp"
-#include "nqinstance/text/compare_loops.hpp"
+#include "nqinstance/text/kernels/compare_loops.hpp"
 #include "nqinstance/text/memory.h"
 
 namespace nq {

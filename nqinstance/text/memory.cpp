@@ -5,9 +5,9 @@
 
 #include <algorithm>
 
-#include "nqinstance/host/wrapping.hpp"
-#include "nqinstance/text/kernel_loops.hpp"
-#include "nqinstance/text/short_blocks.hpp"
+#include "nqinstance/base/modular.hpp"
+#include "nqinstance/text/kernels/loops.hpp"
+#include "nqinstance/text/kernels/short_blocks.hpp"
 
 // The shortest ways of these end within the first cache lines.
 #define NQ_AT_LINE __attribute__((aligned(64)))

@@ -4,7 +4,7 @@
 
 #include <algorithm>
 
-#include "nqinstance/text/kernel_loops.hpp"
+#include "nqinstance/text/kernels/loops.hpp"
 
 namespace nq {
 namespace {

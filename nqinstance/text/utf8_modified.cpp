@@ -1,9 +1,9 @@
 #include "nqinstance/text/utf8_modified.h"
 
-#include "nqinstance/host/wrapping.hpp"
-#include "nqinstance/text/utf8_count.hpp"
+#include "nqinstance/base/modular.hpp"
+#include "nqinstance/text/kernels/utf8_count.hpp"
 #include "nqinstance/text/utf8_strings.h"
-#include "nqinstance/text/utf_codec.hpp"
+#include "nqinstance/text/kernels/utf_codec.hpp"
 
 namespace nq {
 namespace {

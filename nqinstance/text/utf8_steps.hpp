@@ -1,5 +1,5 @@
 #pragma once
-#include "nqinstance/text/kernels.hpp"
+#include "nqinstance/text/kernels/table.hpp"
 
 namespace nq {
 

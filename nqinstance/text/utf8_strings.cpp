@@ -1,6 +1,6 @@
 #include "nqinstance/text/utf8_strings.h"
 
-#include "nqinstance/text/kernels.hpp"
+#include "nqinstance/text/kernels/table.hpp"
 #include "nqinstance/text/memory.h"
 #include "nqinstance/text/utf8.h"
 

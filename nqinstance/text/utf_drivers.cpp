@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
-#include "nqinstance/host/wrapping.hpp"
-#include "nqinstance/text/kernel_loops.hpp"
+#include "nqinstance/base/modular.hpp"
+#include "nqinstance/text/kernels/loops.hpp"
 #include "nqinstance/text/utf.h"
 
 namespace nq {

@@ -2,7 +2,7 @@
 
 #include <span>
 
-#include "nqinstance/host/held.hpp"
+#include "nqinstance/base/held.hpp"
 #include "nqinstance/text/memory.h"
 #include "nqinstance/validate/type_keywords.hpp"
 

@@ -2,8 +2,8 @@
 
 #include <limits>
 
-#include "nqinstance/datefmt/truncate.hpp"
-#include "nqinstance/host/variadic.hpp"
+#include "nqinstance/base/truncate.hpp"
+#include "nqinstance/base/variadic.hpp"
 #include "nqinstance/validate/short_text.hpp"
 
 namespace nq {

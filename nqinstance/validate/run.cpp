@@ -1,6 +1,6 @@
 #include <new>
 
-#include "nqinstance/host/held.hpp"
+#include "nqinstance/base/held.hpp"
 #include "nqinstance/validate/validation.h"
 
 namespace nq {

@@ -1,6 +1,6 @@
 #include "nqinstance/validate/validation.h"
 
-#include "nqinstance/host/held.hpp"
+#include "nqinstance/base/held.hpp"
 #include "nqinstance/text/memory.h"
 #include "nqinstance/validate/definition.h"
 #include "nqinstance/validate/lookup.hpp"

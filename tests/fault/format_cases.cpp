@@ -2,7 +2,7 @@
 #include <cstdarg>
 
 #include "nqinstance/datefmt/formatting.h"
-#include "nqinstance/host/units.hpp"
+#include "nqinstance/base/units.hpp"
 #include "tests/fault/cases.hpp"
 
 namespace nq::test {

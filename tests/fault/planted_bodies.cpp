@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-#include "nqinstance/text/kernels.hpp"
+#include "nqinstance/text/kernels/table.hpp"
 
 namespace nq {
 

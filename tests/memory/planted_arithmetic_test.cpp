@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <vector>
 
-#include "nqinstance/host/wrapping.hpp"
+#include "nqinstance/base/modular.hpp"
 
 namespace nq::test {
 namespace {

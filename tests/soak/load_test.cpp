@@ -9,7 +9,7 @@
 #include <string_view>
 #include <thread>
 
-#include "nqinstance/host/units.hpp"
+#include "nqinstance/base/units.hpp"
 #include "tests/soak/measure.hpp"
 
 namespace nq::test {

@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "nqinstance/text/kernels.hpp"
+#include "nqinstance/text/kernels/table.hpp"
 #include "tests/support/check_counter.hpp"
 #include "tests/support/library.hpp"
 

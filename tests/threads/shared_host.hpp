@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "nqinstance/host/units.hpp"
+#include "nqinstance/base/units.hpp"
 #include "standalone/host.hpp"
 #include "tests/threads/threads.hpp"
 

@@ -1,7 +1,7 @@
 #pragma once
 #include <immintrin.h>
 
-#include "nqinstance/text/kernel_loops.hpp"
+#include "nqinstance/text/kernels/loops.hpp"
 
 // What the 256-bit bodies share. The functions are marked one by one, never the file: an inline
 // function compiled for a processor with AVX2 could be the copy that is linked for all.

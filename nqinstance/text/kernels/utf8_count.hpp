@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <cstring>
 
-#include "nqinstance/text/utf8_tables.hpp"
+#include "nqinstance/text/kernels/utf8_tables.hpp"
 
 // The two ways to step through UTF-8 text, which differ where it is malformed. A character is a
 // byte and the continuation bytes behind it, at most as many as the byte announces. A step is as

@@ -1,5 +1,5 @@
 #if defined(__x86_64__)
-#include "nqinstance/text/avx2.hpp"
+#include "nqinstance/text/kernels/avx2.hpp"
 
 namespace nq::avx2 {
 namespace {

@@ -1,6 +1,6 @@
 #if defined(__x86_64__)
-#include "nqinstance/host/wrapping.hpp"
-#include "nqinstance/text/avx2.hpp"
+#include "nqinstance/base/modular.hpp"
+#include "nqinstance/text/kernels/avx2.hpp"
 
 namespace nq::avx2 {
 namespace {

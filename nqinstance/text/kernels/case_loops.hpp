@@ -1,8 +1,8 @@
 #pragma once
 #include <cstring>
 
-#include "nqinstance/host/wrapping.hpp"
-#include "nqinstance/text/kernel_loops.hpp"
+#include "nqinstance/base/modular.hpp"
+#include "nqinstance/text/kernels/loops.hpp"
 
 // The loops of the case mappings that define the answers, for all bodies. `first` is the first of
 // the 26 letters that change, 'a' or 'A'.

@@ -1,6 +1,6 @@
 #if defined(__x86_64__)
-#include "nqinstance/text/avx2.hpp"
-#include "nqinstance/text/compare_loops.hpp"
+#include "nqinstance/text/kernels/avx2.hpp"
+#include "nqinstance/text/kernels/compare_loops.hpp"
 
 namespace nq::avx2 {
 namespace {

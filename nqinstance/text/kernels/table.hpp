@@ -5,8 +5,8 @@
 #include <span>
 
 #include "nqinstance/host/base.h"
-#include "nqinstance/text/utf8_count.hpp"
-#include "nqinstance/text/utf_codec.hpp"
+#include "nqinstance/text/kernels/utf8_count.hpp"
+#include "nqinstance/text/kernels/utf_codec.hpp"
 
 namespace nq {
 

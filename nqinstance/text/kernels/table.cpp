@@ -1,4 +1,4 @@
-#include "nqinstance/text/kernels.hpp"
+#include "nqinstance/text/kernels/table.hpp"
 
 namespace nq {
 namespace {

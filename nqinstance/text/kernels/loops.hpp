@@ -2,8 +2,8 @@
 #include <algorithm>
 #include <bit>
 
-#include "nqinstance/host/wrapping.hpp"
-#include "nqinstance/text/kernels.hpp"
+#include "nqinstance/base/modular.hpp"
+#include "nqinstance/text/kernels/table.hpp"
 
 // The loops that define the answers, for all bodies: the generic one is made of them, the others
 // finish with them what they leave over. Each conversion stops once `most` bytes of the source are

@@ -1,7 +1,7 @@
 #if defined(__x86_64__)
-#include "nqinstance/host/wrapping.hpp"
-#include "nqinstance/text/avx2.hpp"
-#include "nqinstance/text/short_blocks.hpp"
+#include "nqinstance/base/modular.hpp"
+#include "nqinstance/text/kernels/avx2.hpp"
+#include "nqinstance/text/kernels/short_blocks.hpp"
 
 namespace nq {
 namespace avx2 {

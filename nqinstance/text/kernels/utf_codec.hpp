@@ -6,7 +6,7 @@
 
 #include "nqinstance/host/base.h"
 #include "nqinstance/host/status.h"
-#include "nqinstance/text/utf8_tables.hpp"
+#include "nqinstance/text/kernels/utf8_tables.hpp"
 
 // One character at a time, inline: the exported readers and writers, the conversion loops and
 // whatever else of the library walks over text all use these.

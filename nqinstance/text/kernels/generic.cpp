@@ -1,8 +1,8 @@
 #include <string.h>
 #include <wchar.h>
 
-#include "nqinstance/text/case_loops.hpp"
-#include "nqinstance/text/compare_loops.hpp"
+#include "nqinstance/text/kernels/case_loops.hpp"
+#include "nqinstance/text/kernels/compare_loops.hpp"
 
 namespace nq {
 namespace {

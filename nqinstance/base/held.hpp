@@ -5,7 +5,7 @@
 #include "nqinstance/host/json_parser.h"
 #include "nqinstance/host/kernel.h"
 #include "nqinstance/host/string.h"
-#include "nqinstance/host/units.hpp"
+#include "nqinstance/base/units.hpp"
 
 namespace nq {
 

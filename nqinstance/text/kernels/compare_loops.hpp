@@ -1,8 +1,8 @@
 #pragma once
 #include <cstring>
 
-#include "nqinstance/host/wrapping.hpp"
-#include "nqinstance/text/case_loops.hpp"
+#include "nqinstance/base/modular.hpp"
+#include "nqinstance/text/kernels/case_loops.hpp"
 
 // The loops of the comparisons that define the answers, for all bodies.
 namespace nq::loops {
