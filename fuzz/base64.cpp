@@ -1,6 +1,6 @@
 // The standalone host's base64 text of any bytes decodes to them again, in both alphabets; a text
 // is decoded only when it is one that some bytes are encoded as.
-#include "standalone/base64.hpp"
+#include "standalone/base/base64.hpp"
 
 #include <algorithm>
 #include <optional>

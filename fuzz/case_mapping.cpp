@@ -3,7 +3,7 @@
 #include "nqinstance/text/case_mapping.h"
 #include "fuzz/input.hpp"
 #include "fuzz/unicode_host.hpp"
-#include "standalone/language.hpp"
+#include "standalone/text/language.hpp"
 #include "tests/text/utf_model.hpp"
 
 namespace nq::fuzz {

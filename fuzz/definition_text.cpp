@@ -7,7 +7,7 @@
 #include "nqinstance/base/held.hpp"
 #include "nqinstance/host/status.h"
 #include "nqinstance/validate/validation.h"
-#include "standalone/validation.hpp"
+#include "typed/validation.hpp"
 
 namespace nq::fuzz {
 namespace {

@@ -8,9 +8,9 @@
 #include <utility>
 
 #include "fuzz/machine.hpp"
-#include "standalone/key_lines.hpp"
-#include "standalone/strings.hpp"
-#include "standalone/typed_configuration.hpp"
+#include "typed/key_lines.hpp"
+#include "standalone/values/strings.hpp"
+#include "typed/configuration.hpp"
 
 namespace nq::fuzz {
 namespace {

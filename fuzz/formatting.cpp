@@ -10,7 +10,7 @@
 
 #include "fuzz/input.hpp"
 #include "nqinstance/datefmt/formatting.h"
-#include "standalone/format.hpp"
+#include "standalone/text/format.hpp"
 
 namespace nq::fuzz {
 namespace {

@@ -1,13 +1,13 @@
 // Reading JSON text: what is accepted, and as what, agrees with a parser of others and with the
 // search for the offending byte; what was read is written and read again as the same.
-#include "standalone/json_parser.hpp"
+#include "standalone/json/parser.hpp"
 
 #include <nlohmann/json.hpp>
 
 #include "fuzz/checking.hpp"
 #include "nqinstance/core/instance.h"
-#include "standalone/json_position.hpp"
-#include "standalone/statuses.hpp"
+#include "standalone/json/position.hpp"
+#include "standalone/base/statuses.hpp"
 
 namespace nq::fuzz {
 namespace {

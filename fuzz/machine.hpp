@@ -1,7 +1,7 @@
 #pragma once
 #include "fuzz/input.hpp"
 #include "standalone/kernel.hpp"
-#include "standalone/services.hpp"
+#include "standalone/json/services.hpp"
 
 namespace nq::fuzz {
 

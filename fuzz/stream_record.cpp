@@ -7,14 +7,14 @@
 #include <string>
 
 #include "fuzz/counting_pool.hpp"
-#include "standalone/json_escape.hpp"
-#include "standalone/json_position.hpp"
-#include "standalone/key_lines.hpp"
-#include "standalone/messages.hpp"
-#include "standalone/object.hpp"
-#include "standalone/record_checker.hpp"
-#include "standalone/strings.hpp"
-#include "standalone/typed_configuration.hpp"
+#include "standalone/json/escape.hpp"
+#include "standalone/json/position.hpp"
+#include "typed/key_lines.hpp"
+#include "standalone/text/messages.hpp"
+#include "standalone/values/object.hpp"
+#include "typed/record_checker.hpp"
+#include "standalone/values/strings.hpp"
+#include "typed/configuration.hpp"
 
 namespace nq::fuzz {
 namespace {

@@ -1,6 +1,6 @@
 #pragma once
 #include "nqinstance/host/kernel.h"
-#include "standalone/unicode.hpp"
+#include "standalone/text/unicode.hpp"
 
 namespace nq::fuzz {
 

@@ -10,9 +10,9 @@
 #include <new>
 #include <utility>
 
-#include "standalone/descriptor.hpp"
-#include "standalone/registry.hpp"
-#include "standalone/statuses.hpp"
+#include "standalone/base/descriptor.hpp"
+#include "standalone/base/registry.hpp"
+#include "standalone/base/statuses.hpp"
 
 namespace nq {
 namespace {

@@ -6,7 +6,7 @@
 #include <utility>
 
 #include "standalone/kernel.hpp"
-#include "standalone/messages.hpp"
+#include "standalone/text/messages.hpp"
 
 namespace nq {
 namespace {

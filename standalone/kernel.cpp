@@ -4,14 +4,14 @@
 #include <cstring>
 #include <new>
 
-#include "standalone/arrays.hpp"
-#include "standalone/dictionaries.hpp"
-#include "standalone/format.hpp"
-#include "standalone/json_parser.hpp"
-#include "standalone/messages.hpp"
-#include "standalone/statuses.hpp"
-#include "standalone/strings.hpp"
-#include "standalone/utf8.hpp"
+#include "standalone/values/arrays.hpp"
+#include "standalone/values/dictionaries.hpp"
+#include "standalone/text/format.hpp"
+#include "standalone/json/parser.hpp"
+#include "standalone/text/messages.hpp"
+#include "standalone/base/statuses.hpp"
+#include "standalone/values/strings.hpp"
+#include "standalone/base/utf8.hpp"
 
 namespace nq {
 namespace {

@@ -6,12 +6,12 @@
 
 #include "nqinstance/core/api.h"
 #include "standalone/context.hpp"
-#include "standalone/encoding.hpp"
-#include "standalone/extension.hpp"
+#include "standalone/text/encoding.hpp"
+#include "standalone/base/extension.hpp"
 #include "standalone/files.hpp"
-#include "standalone/locale.hpp"
-#include "standalone/pool.hpp"
-#include "standalone/unicode.hpp"
+#include "standalone/text/locale.hpp"
+#include "standalone/memory/pool.hpp"
+#include "standalone/text/unicode.hpp"
 
 namespace nq {
 

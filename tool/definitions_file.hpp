@@ -1,7 +1,7 @@
 #pragma once
 #include <string>
 
-#include "standalone/definitions.hpp"
+#include "typed/definitions.hpp"
 #include "standalone/host.hpp"
 #include "tool/pool.hpp"
 #include "tool/session.hpp"

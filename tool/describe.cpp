@@ -5,8 +5,8 @@
 #include <optional>
 #include <span>
 
-#include "standalone/strings.hpp"
-#include "standalone/typed_value.hpp"
+#include "standalone/values/strings.hpp"
+#include "typed/value.hpp"
 #include "tool/definitions_file.hpp"
 #include "tool/json_text.hpp"
 #include "tool/session.hpp"

@@ -3,7 +3,7 @@
 #include <string>
 #include <vector>
 
-#include "standalone/typed_configuration.hpp"
+#include "typed/configuration.hpp"
 
 namespace nq::tool {
 

@@ -2,8 +2,8 @@
 
 #include <cerrno>
 
-#include "standalone/descriptor.hpp"
-#include "standalone/utf8_decoder.hpp"
+#include "standalone/base/descriptor.hpp"
+#include "standalone/base/utf8_decoder.hpp"
 
 namespace nq::tool {
 namespace {

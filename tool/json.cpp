@@ -5,7 +5,7 @@
 
 #include "nqinstance/base/held.hpp"
 #include "nqinstance/host/status.h"
-#include "standalone/strings.hpp"
+#include "standalone/values/strings.hpp"
 #include "tool/definitions_file.hpp"
 #include "tool/fault_report.hpp"
 #include "tool/input.hpp"

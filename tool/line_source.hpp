@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-#include "standalone/descriptor.hpp"
+#include "standalone/base/descriptor.hpp"
 
 namespace nq::tool {
 

@@ -2,7 +2,7 @@
 #include <optional>
 
 #include "nqinstance/host/status.h"
-#include "standalone/services.hpp"
+#include "standalone/json/services.hpp"
 #include "tool/library.hpp"
 #include "tool/output.hpp"
 

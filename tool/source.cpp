@@ -1,7 +1,7 @@
 #include "tool/source.hpp"
 
 #include "nqinstance/host/status.h"
-#include "standalone/json_parser.hpp"
+#include "standalone/json/parser.hpp"
 #include "tool/input.hpp"
 #include "tool/library.hpp"
 #include "tool/report.hpp"

@@ -4,7 +4,7 @@
 
 #include "nqinstance/base/held.hpp"
 #include "standalone/host.hpp"
-#include "standalone/typed_configuration.hpp"
+#include "typed/configuration.hpp"
 #include "tool/exit_status.hpp"
 
 namespace nq::tool {

@@ -4,8 +4,8 @@
 #include <string>
 #include <string_view>
 
-#include "standalone/record_checker.hpp"
-#include "standalone/services.hpp"
+#include "typed/record_checker.hpp"
+#include "standalone/json/services.hpp"
 #include "tool/definitions_file.hpp"
 #include "tool/library.hpp"
 #include "tool/line_source.hpp"

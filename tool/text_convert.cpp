@@ -1,7 +1,7 @@
 #include <algorithm>
 #include <vector>
 
-#include "standalone/utf8.hpp"
+#include "standalone/base/utf8.hpp"
 #include "tool/report.hpp"
 #include "tool/text.hpp"
 #include "tool/text_session.hpp"

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <iterator>
 
-#include "standalone/utf8.hpp"
+#include "standalone/base/utf8.hpp"
 
 namespace nq::tool {
 namespace {

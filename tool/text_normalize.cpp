@@ -1,5 +1,5 @@
 #include "nqinstance/text/normalize.h"
-#include "standalone/normalizer.hpp"
+#include "standalone/text/normalizer.hpp"
 #include "tool/text.hpp"
 #include "tool/text_divide.hpp"
 #include "tool/text_session.hpp"

@@ -6,7 +6,7 @@
 #include "nqinstance/text/utf.h"
 #include "nqinstance/text/utf8.h"
 #include "nqinstance/text/utf8_strings.h"
-#include "standalone/descriptor.hpp"
+#include "standalone/base/descriptor.hpp"
 #include "tool/exit_status.hpp"
 #include "tool/input.hpp"
 

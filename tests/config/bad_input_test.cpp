@@ -4,7 +4,7 @@
 #include <filesystem>
 
 #include "standalone/host.hpp"
-#include "standalone/statuses.hpp"
+#include "standalone/base/statuses.hpp"
 #include "tests/config/config_support.hpp"
 
 namespace nq::test {

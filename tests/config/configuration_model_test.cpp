@@ -3,7 +3,7 @@
 #include <array>
 #include <optional>
 
-#include "standalone/sanitizer.hpp"
+#include "standalone/memory/sanitizer.hpp"
 #include "tests/config/configuration_model.hpp"
 #include "tests/support/random.hpp"
 

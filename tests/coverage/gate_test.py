@@ -24,13 +24,14 @@ class PlantedGaps(unittest.TestCase):
         self.folder = tempfile.TemporaryDirectory()
         self.addCleanup(self.folder.cleanup)
         self.root = pathlib.Path(self.folder.name)
-        for folder in ("nqinstance", "standalone", "tool"):
+        for folder in ("nqinstance", "standalone", "typed", "tool"):
             (self.root / folder).mkdir()
         self.write("nqinstance/exports.map", "{ global: Exported_NQHandle; nqOne; local: *; };")
         self.files = {
             "library": file("nqinstance/one.cpp", [line(n, 1, [1, 2]) for n in range(100)],
                             [("nqOne", 3)]),
             "host": file("standalone/host.cpp", [line(n) for n in range(10)]),
+            "typed": file("typed/value.cpp", [line(n) for n in range(10)]),
             "tool": file("tool/main.cpp", [line(n) for n in range(10)])}
 
     def write(self, name, text):
@@ -55,7 +56,7 @@ class PlantedGaps(unittest.TestCase):
         self.assertIn("nqinstance: lines 100 of 100 (100.0 %), branches 200 of 200 (100.0 %)",
                       output)
         self.assertIn("exported operations: 1 of 1", output)
-        self.assertIn("6 passed, 0 failed", output)
+        self.assertIn("7 passed, 0 failed", output)
 
     def test_lines(self):
         lines = self.files["library"]["lines"]

@@ -23,8 +23,8 @@ fi
 grep -E 'tests passed' "$build/coverage-tests.log"
 
 gcovr --gcov-executable gcov-12 --root . --object-directory "$build" --filter nqinstance/ \
-    --filter standalone/ --filter tool/ --exclude-throw-branches --exclude-unreachable-branches \
-    -j "$jobs" --json "$build/coverage.json" "$build"
+    --filter standalone/ --filter typed/ --filter tool/ --exclude-throw-branches \
+    --exclude-unreachable-branches -j "$jobs" --json "$build/coverage.json" "$build"
 # What is written in assembler has no counters; memcheck's sibling sees it run.
 valgrind -q --tool=callgrind --callgrind-out-file="$build/calls.out" \
     "$build/tests/text/locale_forwarders_test" >"$build/calls.log" 2>&1

@@ -13,7 +13,7 @@
 #include <string_view>
 
 #include "export_table.hpp"
-#include "standalone/sanitizer.hpp"
+#include "standalone/memory/sanitizer.hpp"
 #include "tests/fault/cases.hpp"
 #include "tests/support/random.hpp"
 

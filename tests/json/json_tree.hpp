@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "standalone/sanitizer.hpp"
+#include "standalone/memory/sanitizer.hpp"
 #include "tests/support/checking_host.hpp"
 
 namespace nq::test {

@@ -12,7 +12,7 @@
 #include <string>
 
 #include "standalone/host.hpp"
-#include "standalone/sanitizer.hpp"
+#include "standalone/memory/sanitizer.hpp"
 
 namespace nq::test {
 

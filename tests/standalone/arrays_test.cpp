@@ -1,9 +1,9 @@
-#include "standalone/arrays.hpp"
+#include "standalone/values/arrays.hpp"
 
 #include <gtest/gtest.h>
 
 #include "standalone/host.hpp"
-#include "standalone/strings.hpp"
+#include "standalone/values/strings.hpp"
 
 namespace nq {
 namespace {

@@ -1,4 +1,4 @@
-#include "standalone/base64.hpp"
+#include "standalone/base/base64.hpp"
 
 #include <gtest/gtest.h>
 
@@ -6,7 +6,7 @@
 #include <string_view>
 
 #include "standalone/host.hpp"
-#include "standalone/strings.hpp"
+#include "standalone/values/strings.hpp"
 #include "tests/support/random.hpp"
 
 namespace nq {

@@ -1,4 +1,4 @@
-#include "standalone/definitions.hpp"
+#include "typed/definitions.hpp"
 
 #include "tests/standalone/typed_support.hpp"
 #include "tests/support/random.hpp"

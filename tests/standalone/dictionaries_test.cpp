@@ -1,4 +1,4 @@
-#include "standalone/dictionaries.hpp"
+#include "standalone/values/dictionaries.hpp"
 
 #include <gtest/gtest.h>
 
@@ -9,12 +9,12 @@
 #include <string_view>
 #include <vector>
 
-#include "standalone/extension.hpp"
+#include "standalone/base/extension.hpp"
 #include "standalone/host.hpp"
-#include "standalone/keyed_hash.hpp"
-#include "standalone/pool.hpp"
-#include "standalone/statuses.hpp"
-#include "standalone/strings.hpp"
+#include "standalone/base/keyed_hash.hpp"
+#include "standalone/memory/pool.hpp"
+#include "standalone/base/statuses.hpp"
+#include "standalone/values/strings.hpp"
 #include "tests/support/random.hpp"
 
 namespace nq {

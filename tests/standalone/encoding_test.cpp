@@ -1,4 +1,4 @@
-#include "standalone/encoding.hpp"
+#include "standalone/text/encoding.hpp"
 
 #include <gtest/gtest.h>
 #include <unicode/ustring.h>

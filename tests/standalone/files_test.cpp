@@ -17,7 +17,7 @@
 #include <thread>
 #include <vector>
 
-#include "standalone/statuses.hpp"
+#include "standalone/base/statuses.hpp"
 
 namespace nq {
 namespace {

@@ -1,4 +1,4 @@
-#include "standalone/format.hpp"
+#include "standalone/text/format.hpp"
 
 #include <gtest/gtest.h>
 

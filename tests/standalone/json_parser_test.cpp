@@ -1,4 +1,4 @@
-#include "standalone/json_parser.hpp"
+#include "standalone/json/parser.hpp"
 
 #include <gtest/gtest.h>
 
@@ -7,7 +7,7 @@
 #include <memory>
 #include <string>
 
-#include "standalone/statuses.hpp"
+#include "standalone/base/statuses.hpp"
 #include "tests/support/checking_host.hpp"
 #include "tests/support/random.hpp"
 

@@ -12,8 +12,8 @@
 
 #include "nqinstance/config/text_reader.h"
 #include "standalone/host.hpp"
-#include "standalone/statuses.hpp"
-#include "standalone/strings.hpp"
+#include "standalone/base/statuses.hpp"
+#include "standalone/values/strings.hpp"
 
 namespace nq {
 namespace {

@@ -1,4 +1,4 @@
-#include "standalone/locale.hpp"
+#include "standalone/text/locale.hpp"
 
 #include <gtest/gtest.h>
 
@@ -12,7 +12,7 @@
 #include <vector>
 
 #include "nqinstance/host/status.h"
-#include "standalone/language.hpp"
+#include "standalone/text/language.hpp"
 #include "tests/support/random.hpp"
 
 namespace {

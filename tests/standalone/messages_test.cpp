@@ -1,4 +1,4 @@
-#include "standalone/messages.hpp"
+#include "standalone/text/messages.hpp"
 
 #include <gtest/gtest.h>
 
@@ -6,7 +6,7 @@
 #include <set>
 #include <string>
 
-#include "standalone/statuses.hpp"
+#include "standalone/base/statuses.hpp"
 
 namespace nq {
 namespace {

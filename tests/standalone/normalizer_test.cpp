@@ -1,4 +1,4 @@
-#include "standalone/normalizer.hpp"
+#include "standalone/text/normalizer.hpp"
 
 #include <gtest/gtest.h>
 #include <unicode/normalizer2.h>
@@ -13,7 +13,7 @@
 #include <vector>
 
 #include "nqinstance/host/status.h"
-#include "standalone/unicode.hpp"
+#include "standalone/text/unicode.hpp"
 #include "tests/support/random.hpp"
 
 namespace {

@@ -4,10 +4,10 @@
 #include <string>
 #include <string_view>
 
-#include "standalone/arrays.hpp"
-#include "standalone/dictionaries.hpp"
-#include "standalone/extension.hpp"
-#include "standalone/strings.hpp"
+#include "standalone/values/arrays.hpp"
+#include "standalone/values/dictionaries.hpp"
+#include "standalone/base/extension.hpp"
+#include "standalone/values/strings.hpp"
 #include "tests/support/checking_pool.hpp"
 #include "tests/support/failure_plan.hpp"
 

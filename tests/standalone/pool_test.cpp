@@ -1,4 +1,4 @@
-#include "standalone/pool.hpp"
+#include "standalone/memory/pool.hpp"
 
 #include <gtest/gtest.h>
 #include <malloc.h>

@@ -9,8 +9,8 @@
 #include <string_view>
 
 #include "nqinstance/host/status.h"
-#include "standalone/language.hpp"
-#include "standalone/unicode.hpp"
+#include "standalone/text/language.hpp"
+#include "standalone/text/unicode.hpp"
 #include "tests/support/random.hpp"
 
 namespace {

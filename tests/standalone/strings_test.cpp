@@ -1,4 +1,4 @@
-#include "standalone/strings.hpp"
+#include "standalone/values/strings.hpp"
 
 #include <gtest/gtest.h>
 
@@ -8,8 +8,8 @@
 #include <vector>
 
 #include "standalone/host.hpp"
-#include "standalone/statuses.hpp"
-#include "standalone/utf8.hpp"
+#include "standalone/base/statuses.hpp"
+#include "standalone/base/utf8.hpp"
 #include "tests/support/random.hpp"
 
 namespace nq {

@@ -1,4 +1,4 @@
-#include "standalone/typed_configuration.hpp"
+#include "typed/configuration.hpp"
 
 #include <gtest/gtest.h>
 
@@ -8,8 +8,8 @@
 #include <span>
 
 #include "standalone/host.hpp"
-#include "standalone/key_lines.hpp"
-#include "standalone/strings.hpp"
+#include "typed/key_lines.hpp"
+#include "standalone/values/strings.hpp"
 #include "tests/support/random.hpp"
 
 namespace nq {

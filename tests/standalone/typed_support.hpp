@@ -5,8 +5,8 @@
 #include <string>
 #include <string_view>
 
-#include "standalone/definitions.hpp"
-#include "standalone/typed_value.hpp"
+#include "typed/definitions.hpp"
+#include "typed/value.hpp"
 #include "tests/support/checking_host.hpp"
 
 namespace nq::test {

@@ -1,4 +1,4 @@
-#include "standalone/typed_value.hpp"
+#include "typed/value.hpp"
 
 #include <gtest/gtest.h>
 
@@ -10,10 +10,10 @@
 #include "nqinstance/core/data.h"
 #include "nqinstance/core/datetime.h"
 #include "nqinstance/datefmt/dates.h"
-#include "standalone/base64.hpp"
-#include "standalone/strings.hpp"
-#include "standalone/typed_dates.hpp"
-#include "standalone/validation.hpp"
+#include "standalone/base/base64.hpp"
+#include "standalone/values/strings.hpp"
+#include "typed/dates.hpp"
+#include "typed/validation.hpp"
 #include "tests/standalone/typed_support.hpp"
 #include "tests/support/random.hpp"
 

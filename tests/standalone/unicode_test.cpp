@@ -1,4 +1,4 @@
-#include "standalone/unicode.hpp"
+#include "standalone/text/unicode.hpp"
 
 #include <gtest/gtest.h>
 #include <unicode/uchar.h>
@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "nqinstance/host/status.h"
-#include "standalone/language.hpp"
+#include "standalone/text/language.hpp"
 
 namespace {
 

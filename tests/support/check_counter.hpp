@@ -9,7 +9,7 @@
 #include <set>
 #include <string>
 
-#include "standalone/sanitizer.hpp"
+#include "standalone/memory/sanitizer.hpp"
 
 namespace nq::test {
 

@@ -7,7 +7,7 @@
 
 #include "nqinstance/host/kernel.h"
 #include "nqinstance/text/compare.h"
-#include "standalone/unicode.hpp"
+#include "standalone/text/unicode.hpp"
 #include "tests/text/bodies.hpp"
 
 namespace nq::test {

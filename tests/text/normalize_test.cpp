@@ -10,8 +10,8 @@
 
 #include "nqinstance/host/kernel.h"
 #include "nqinstance/host/status.h"
-#include "standalone/normalizer.hpp"
-#include "standalone/unicode.hpp"
+#include "standalone/text/normalizer.hpp"
+#include "standalone/text/unicode.hpp"
 #include "tests/support/library.hpp"
 
 namespace nq::test {
