@@ -5,13 +5,13 @@
 #include <string>
 
 #include "fuzz/input.hpp"
-#include "tool/check.hpp"
-#include "tool/describe.hpp"
-#include "tool/json.hpp"
+#include "tool/commands/check.hpp"
+#include "tool/commands/describe.hpp"
+#include "tool/commands/json.hpp"
 #include "tool/options.hpp"
-#include "tool/report.hpp"
-#include "tool/stream.hpp"
-#include "tool/text.hpp"
+#include "tool/io/report.hpp"
+#include "tool/commands/stream.hpp"
+#include "tool/text/commands.hpp"
 
 namespace nq::tool {
 namespace {

@@ -1,6 +1,6 @@
 // Text that nqtool reads window by window: whatever the window and the pieces in which it is used,
 // it comes out as a model of the rules has it, with the same count, position and verdict.
-#include "tool/text_stream.hpp"
+#include "tool/text/stream.hpp"
 
 #include <sys/mman.h>
 #include <unistd.h>
@@ -10,8 +10,8 @@
 
 #include "fuzz/input.hpp"
 #include "tests/text/utf8_model.hpp"
-#include "tool/report.hpp"
-#include "tool/text_divide.hpp"
+#include "tool/io/report.hpp"
+#include "tool/text/divide.hpp"
 
 namespace nq::tool {
 namespace {

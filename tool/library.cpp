@@ -4,7 +4,7 @@
 #include <cstdlib>
 #include <filesystem>
 
-#include "tool/report.hpp"
+#include "tool/io/report.hpp"
 
 namespace nq::tool {
 namespace {

@@ -5,8 +5,8 @@
 #include <new>
 
 #include "tool/options.hpp"
-#include "tool/output.hpp"
-#include "tool/report.hpp"
+#include "tool/io/output.hpp"
+#include "tool/io/report.hpp"
 
 namespace nq::tool {
 namespace {

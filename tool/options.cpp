@@ -4,12 +4,12 @@
 #include <algorithm>
 #include <charconv>
 
-#include "tool/check.hpp"
-#include "tool/describe.hpp"
-#include "tool/json.hpp"
-#include "tool/report.hpp"
-#include "tool/stream.hpp"
-#include "tool/text.hpp"
+#include "tool/commands/check.hpp"
+#include "tool/commands/describe.hpp"
+#include "tool/commands/json.hpp"
+#include "tool/io/report.hpp"
+#include "tool/commands/stream.hpp"
+#include "tool/text/commands.hpp"
 
 namespace nq::tool {
 namespace {

@@ -1,4 +1,4 @@
-#include "tool/describe.hpp"
+#include "tool/commands/describe.hpp"
 
 #include <algorithm>
 #include <array>
@@ -7,9 +7,9 @@
 
 #include "standalone/values/strings.hpp"
 #include "typed/value.hpp"
-#include "tool/definitions_file.hpp"
-#include "tool/json_text.hpp"
-#include "tool/session.hpp"
+#include "tool/commands/definitions_file.hpp"
+#include "tool/commands/json_text.hpp"
+#include "tool/commands/session.hpp"
 
 namespace nq::tool {
 namespace {

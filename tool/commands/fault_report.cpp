@@ -1,8 +1,8 @@
-#include "tool/fault_report.hpp"
+#include "tool/commands/fault_report.hpp"
 
-#include "tool/json_text.hpp"
+#include "tool/commands/json_text.hpp"
 #include "tool/options.hpp"
-#include "tool/report.hpp"
+#include "tool/io/report.hpp"
 
 namespace nq::tool {
 namespace {

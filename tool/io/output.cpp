@@ -1,4 +1,4 @@
-#include "tool/output.hpp"
+#include "tool/io/output.hpp"
 
 #include <fcntl.h>
 #include <signal.h>
@@ -11,7 +11,7 @@
 #include <cstdlib>
 #include <filesystem>
 
-#include "tool/report.hpp"
+#include "tool/io/report.hpp"
 
 namespace nq::tool {
 namespace {

@@ -1,4 +1,4 @@
-#include "tool/report.hpp"
+#include "tool/io/report.hpp"
 
 #include <cstdio>
 #include <string>

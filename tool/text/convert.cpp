@@ -2,9 +2,9 @@
 #include <vector>
 
 #include "standalone/base/utf8.hpp"
-#include "tool/report.hpp"
-#include "tool/text.hpp"
-#include "tool/text_session.hpp"
+#include "tool/io/report.hpp"
+#include "tool/text/commands.hpp"
+#include "tool/text/session.hpp"
 
 namespace nq::tool {
 namespace {

@@ -1,9 +1,9 @@
-#include "tool/text_session.hpp"
+#include "tool/text/session.hpp"
 
 #include <algorithm>
 
 #include "tool/library.hpp"
-#include "tool/report.hpp"
+#include "tool/io/report.hpp"
 
 namespace nq::tool {
 namespace {

@@ -1,5 +1,5 @@
-#include "tool/text.hpp"
-#include "tool/text_session.hpp"
+#include "tool/text/commands.hpp"
+#include "tool/text/session.hpp"
 
 namespace nq::tool {
 namespace {

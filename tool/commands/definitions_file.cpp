@@ -1,7 +1,7 @@
-#include "tool/definitions_file.hpp"
+#include "tool/commands/definitions_file.hpp"
 
-#include "tool/input.hpp"
-#include "tool/report.hpp"
+#include "tool/io/input.hpp"
+#include "tool/io/report.hpp"
 
 namespace nq::tool {
 

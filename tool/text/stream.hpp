@@ -8,7 +8,7 @@
 #include "nqinstance/text/utf8_strings.h"
 #include "standalone/base/descriptor.hpp"
 #include "tool/exit_status.hpp"
-#include "tool/input.hpp"
+#include "tool/io/input.hpp"
 
 namespace nq::tool {
 

@@ -3,8 +3,8 @@
 
 #include "typed/definitions.hpp"
 #include "standalone/host.hpp"
-#include "tool/pool.hpp"
-#include "tool/session.hpp"
+#include "tool/commands/pool.hpp"
+#include "tool/commands/session.hpp"
 
 namespace nq::tool {
 

@@ -1,9 +1,9 @@
 #include <algorithm>
 #include <optional>
 
-#include "tool/report.hpp"
-#include "tool/text.hpp"
-#include "tool/text_session.hpp"
+#include "tool/io/report.hpp"
+#include "tool/text/commands.hpp"
+#include "tool/text/session.hpp"
 
 namespace nq::tool {
 namespace {

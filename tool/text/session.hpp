@@ -7,8 +7,8 @@
 
 #include "standalone/host.hpp"
 #include "tool/options.hpp"
-#include "tool/output.hpp"
-#include "tool/text_stream.hpp"
+#include "tool/io/output.hpp"
+#include "tool/text/stream.hpp"
 
 namespace nq::tool {
 

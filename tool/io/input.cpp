@@ -1,4 +1,4 @@
-#include "tool/input.hpp"
+#include "tool/io/input.hpp"
 
 #include <cerrno>
 

@@ -4,7 +4,7 @@
 #include "nqinstance/host/status.h"
 #include "standalone/json/services.hpp"
 #include "tool/library.hpp"
-#include "tool/output.hpp"
+#include "tool/io/output.hpp"
 
 namespace nq::tool {
 

@@ -1,4 +1,4 @@
-#include "tool/stream.hpp"
+#include "tool/commands/stream.hpp"
 
 #include <optional>
 #include <string>
@@ -6,11 +6,11 @@
 
 #include "typed/record_checker.hpp"
 #include "standalone/json/services.hpp"
-#include "tool/definitions_file.hpp"
+#include "tool/commands/definitions_file.hpp"
 #include "tool/library.hpp"
-#include "tool/line_source.hpp"
-#include "tool/output.hpp"
-#include "tool/report.hpp"
+#include "tool/io/line_source.hpp"
+#include "tool/io/output.hpp"
+#include "tool/io/report.hpp"
 
 namespace nq::tool {
 namespace {

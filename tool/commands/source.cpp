@@ -1,10 +1,10 @@
-#include "tool/source.hpp"
+#include "tool/commands/source.hpp"
 
 #include "nqinstance/host/status.h"
 #include "standalone/json/parser.hpp"
-#include "tool/input.hpp"
+#include "tool/io/input.hpp"
 #include "tool/library.hpp"
-#include "tool/report.hpp"
+#include "tool/io/report.hpp"
 
 namespace nq::tool {
 namespace {

@@ -1,8 +1,8 @@
 #include "nqinstance/text/case_mapping.h"
-#include "tool/report.hpp"
-#include "tool/text.hpp"
-#include "tool/text_divide.hpp"
-#include "tool/text_session.hpp"
+#include "tool/io/report.hpp"
+#include "tool/text/commands.hpp"
+#include "tool/text/divide.hpp"
+#include "tool/text/session.hpp"
 
 namespace nq::tool {
 namespace {

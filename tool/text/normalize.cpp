@@ -1,8 +1,8 @@
 #include "nqinstance/text/normalize.h"
 #include "standalone/text/normalizer.hpp"
-#include "tool/text.hpp"
-#include "tool/text_divide.hpp"
-#include "tool/text_session.hpp"
+#include "tool/text/commands.hpp"
+#include "tool/text/divide.hpp"
+#include "tool/text/session.hpp"
 
 namespace nq::tool {
 namespace {

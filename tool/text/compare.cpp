@@ -2,9 +2,9 @@
 
 #include "nqinstance/text/compare.h"
 #include "nqinstance/text/memory.h"
-#include "tool/report.hpp"
-#include "tool/text.hpp"
-#include "tool/text_session.hpp"
+#include "tool/io/report.hpp"
+#include "tool/text/commands.hpp"
+#include "tool/text/session.hpp"
 
 namespace nq::tool {
 namespace {

@@ -1,4 +1,4 @@
-#include "tool/text_divide.hpp"
+#include "tool/text/divide.hpp"
 
 #include <algorithm>
 #include <iterator>

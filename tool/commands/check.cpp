@@ -1,12 +1,12 @@
-#include "tool/check.hpp"
+#include "tool/commands/check.hpp"
 
 #include <algorithm>
 
-#include "tool/definitions_file.hpp"
-#include "tool/fault_report.hpp"
-#include "tool/input.hpp"
-#include "tool/session.hpp"
-#include "tool/source.hpp"
+#include "tool/commands/definitions_file.hpp"
+#include "tool/commands/fault_report.hpp"
+#include "tool/io/input.hpp"
+#include "tool/commands/session.hpp"
+#include "tool/commands/source.hpp"
 
 namespace nq::tool {
 namespace {

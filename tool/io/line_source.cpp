@@ -1,12 +1,12 @@
-#include "tool/line_source.hpp"
+#include "tool/io/line_source.hpp"
 
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <utility>
 
-#include "tool/input.hpp"
-#include "tool/report.hpp"
+#include "tool/io/input.hpp"
+#include "tool/io/report.hpp"
 
 namespace nq::tool {
 namespace {

@@ -1,4 +1,4 @@
-#include "tool/json.hpp"
+#include "tool/commands/json.hpp"
 
 #include <algorithm>
 #include <vector>
@@ -6,13 +6,13 @@
 #include "nqinstance/base/held.hpp"
 #include "nqinstance/host/status.h"
 #include "standalone/values/strings.hpp"
-#include "tool/definitions_file.hpp"
-#include "tool/fault_report.hpp"
-#include "tool/input.hpp"
-#include "tool/pool.hpp"
-#include "tool/report.hpp"
-#include "tool/session.hpp"
-#include "tool/source.hpp"
+#include "tool/commands/definitions_file.hpp"
+#include "tool/commands/fault_report.hpp"
+#include "tool/io/input.hpp"
+#include "tool/commands/pool.hpp"
+#include "tool/io/report.hpp"
+#include "tool/commands/session.hpp"
+#include "tool/commands/source.hpp"
 
 namespace nq::tool {
 namespace {

@@ -1,10 +1,10 @@
 #include <algorithm>
 
 #include "nqinstance/text/utf8_modified.h"
-#include "tool/report.hpp"
-#include "tool/text.hpp"
-#include "tool/text_divide.hpp"
-#include "tool/text_session.hpp"
+#include "tool/io/report.hpp"
+#include "tool/text/commands.hpp"
+#include "tool/text/divide.hpp"
+#include "tool/text/session.hpp"
 
 namespace nq::tool {
 namespace {
