@@ -107,11 +107,11 @@ stage_msan() {
 
 stage_abi() { build clang nqinstance && run clang -R '^surface\.'; }
 
-stage_coverage() { sums build/coverage.log tests/coverage/run.sh build/coverage; }
+stage_coverage() { sums build/coverage.log tests/gate/coverage/run.sh build/coverage; }
 
 stage_valgrind() {
-    build release tests/memory/all "${folders[@]}" &&
-        sums build/valgrind.log tests/memory/valgrind.sh build/release
+    build release tests/gate/memory/all "${folders[@]}" &&
+        sums build/valgrind.log tests/gate/memory/valgrind.sh build/release
 }
 
 # A rate depends on the machine, so here a target fails only where it has become far slower. What

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "nqinstance/host/kernel.h"
-#include "tests/text/bodies.hpp"
+#include "tests/text/kernels/bodies.hpp"
 
 namespace nq::test {
 

@@ -5,7 +5,7 @@
 
 #include "nqinstance/text/case_fold.hpp"
 #include "nqinstance/text/case_mapping.h"
-#include "tests/text/bodies.hpp"
+#include "tests/text/kernels/bodies.hpp"
 #include "tests/text/case_pairs.hpp"
 
 namespace nq::test {

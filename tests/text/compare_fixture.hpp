@@ -8,7 +8,7 @@
 #include "nqinstance/host/kernel.h"
 #include "nqinstance/text/compare.h"
 #include "standalone/text/unicode.hpp"
-#include "tests/text/bodies.hpp"
+#include "tests/text/kernels/bodies.hpp"
 
 namespace nq::test {
 

@@ -7,7 +7,7 @@
 #include "nqinstance/text/utf8.h"
 #include "tests/support/guard_pages.hpp"
 #include "tests/support/random.hpp"
-#include "tests/text/bodies.hpp"
+#include "tests/text/kernels/bodies.hpp"
 
 namespace nq::test {
 namespace {

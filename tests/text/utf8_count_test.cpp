@@ -8,7 +8,7 @@
 #include "nqinstance/text/utf8_strings.h"
 #include "tests/support/guard_pages.hpp"
 #include "tests/support/random.hpp"
-#include "tests/text/bodies.hpp"
+#include "tests/text/kernels/bodies.hpp"
 #include "tests/text/utf8_model.hpp"
 
 namespace nq::test {

@@ -14,7 +14,7 @@
 #include "standalone/values/strings.hpp"
 #include "typed/dates.hpp"
 #include "typed/validation.hpp"
-#include "tests/standalone/typed_support.hpp"
+#include "tests/typed/support.hpp"
 #include "tests/support/random.hpp"
 
 namespace nq {

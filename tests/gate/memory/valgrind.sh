@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Runs the quick tests of the library under memcheck: tests/memory/valgrind.sh BUILD-FOLDER
+# Runs the quick tests of the library under memcheck: tests/gate/memory/valgrind.sh BUILD-FOLDER
 # Prints a line for each program and what memcheck says of those that fail; closes with the sums.
 # What a program may keep to its end is what it can still reach, as the dynamic loader does.
 # Of a routine's bodies it sees the one that the library takes; protected pages watch the others.
@@ -44,7 +44,7 @@ mapfile -t programs < <(
 {
     # The checker itself: a program that leaks, one that reads too far, one that does neither.
     for fault in none leak over_read unwritten; do
-        check "$build/tests/memory/valgrind_planted" "$fault" >/dev/null 2>&1
+        check "$build/tests/gate/memory/valgrind_planted" "$fault" >/dev/null 2>&1
         status=$?
         [ "$fault" = none ] && expected=0 || expected=9
         if [ "$status" -eq "$expected" ]; then echo "passed: planted $fault"; else

@@ -1,6 +1,6 @@
 #include "typed/definitions.hpp"
 
-#include "tests/standalone/typed_support.hpp"
+#include "tests/typed/support.hpp"
 #include "tests/support/random.hpp"
 
 namespace nq {

@@ -1,10 +1,10 @@
 #!/usr/bin/env bash
 # The coverage gate: builds with counters, runs the tests and checks what they reached.
-#   tests/coverage/run.sh [BUILD-FOLDER]
+#   tests/gate/coverage/run.sh [BUILD-FOLDER]
 # The tests run with few rounds. Left out are those that walk through every input of a kind, which
 # reach nothing that the others do not, and the corpora, for tests are to reach the code by themselves.
 set -euo pipefail
-cd "$(dirname "$0")/../.."
+cd "$(dirname "$0")/../../.."
 build=${1:-build/coverage}
 jobs=$(nproc)
 
@@ -13,7 +13,7 @@ cmake --build "$build" -j "$jobs" >&2
 find "$build" -name '*.gcda' -delete
 status=0
 ITER=${ITER:-300} ctest --test-dir "$build" -j "$jobs" --output-on-failure --no-tests=error \
-    -LE 'soak|surface' -E "$(paste -sd'|' tests/coverage/left_out.txt)" \
+    -LE 'soak|surface' -E "$(paste -sd'|' tests/gate/coverage/left_out.txt)" \
     >"$build/coverage-tests.log" 2>&1 || status=$?
 if [ "$status" -ne 0 ]; then
     tail -n 60 "$build/coverage-tests.log"
@@ -28,4 +28,4 @@ gcovr --gcov-executable gcov-12 --root . --object-directory "$build" --filter nq
 # What is written in assembler has no counters; memcheck's sibling sees it run.
 valgrind -q --tool=callgrind --callgrind-out-file="$build/calls.out" \
     "$build/tests/text/locale_forwarders_test" >"$build/calls.log" 2>&1
-python3 tests/coverage/gate.py . "$build/coverage.json" "$build/calls.out"
+python3 tests/gate/coverage/gate.py . "$build/coverage.json" "$build/calls.out"

@@ -30,7 +30,7 @@ import threading
 sys.dont_write_bytecode = True
 import mutations
 
-ROOT = pathlib.Path(__file__).resolve().parents[2]
+ROOT = pathlib.Path(__file__).resolve().parents[3]
 WORK = ROOT / "build" / "mutation"
 SAMPLE = pathlib.Path(__file__).resolve().parent / "sample.txt"
 SURVIVORS = SAMPLE.with_name("survivors.txt")

@@ -9,7 +9,7 @@
 #include "nqinstance/text/memory.h"
 #include "nqinstance/text/utf.h"
 #include "tests/support/guard_pages.hpp"
-#include "tests/text/bodies.hpp"
+#include "tests/text/kernels/bodies.hpp"
 
 namespace nq::test {
 namespace {
