@@ -25,7 +25,7 @@ run() {
     mkdir -p "$build/found/$target"
     {
         time "$build/fuzz/fuzz_$target" -max_total_time="$2" -max_len="$longest" -timeout=10 \
-            -print_final_stats=1 -dict="fuzz/$target.dict" \
+            -print_final_stats=1 -dict="fuzz/targets/$target.dict" \
             -artifact_prefix="$build/failed/$target-" \
             "$build/found/$target" "fuzz/corpus/$target" || echo "exit status $?"
     } >"$log" 2>&1

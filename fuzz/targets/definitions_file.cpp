@@ -7,7 +7,7 @@
 #include <string>
 #include <utility>
 
-#include "fuzz/machine.hpp"
+#include "fuzz/support/machine.hpp"
 #include "typed/key_lines.hpp"
 #include "standalone/values/strings.hpp"
 #include "typed/configuration.hpp"

@@ -4,7 +4,7 @@
 #include <cstring>
 #include <string>
 
-#include "fuzz/input.hpp"
+#include "fuzz/support/input.hpp"
 #include "tool/commands/check.hpp"
 #include "tool/commands/describe.hpp"
 #include "tool/commands/json.hpp"

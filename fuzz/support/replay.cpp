@@ -5,7 +5,7 @@
 #include <fstream>
 #include <iterator>
 
-#include "fuzz/input.hpp"
+#include "fuzz/support/input.hpp"
 
 namespace {
 

@@ -1,7 +1,7 @@
 #pragma once
 #include <string>
 
-#include "fuzz/input.hpp"
+#include "fuzz/support/input.hpp"
 #include "tests/support/checking_host.hpp"
 
 namespace nq::fuzz {

@@ -8,7 +8,7 @@
 #include <algorithm>
 #include <string>
 
-#include "fuzz/input.hpp"
+#include "fuzz/support/input.hpp"
 #include "tests/text/utf8_model.hpp"
 #include "tool/io/report.hpp"
 #include "tool/text/divide.hpp"

@@ -6,7 +6,7 @@
 #include <optional>
 #include <string>
 
-#include "fuzz/input.hpp"
+#include "fuzz/support/input.hpp"
 
 namespace nq::fuzz {
 namespace {

@@ -1,6 +1,6 @@
 // Reading a configuration: whole, against the model; in the pieces of a file that delivers its
 // bytes as it likes; and with a host call that fails.
-#include "fuzz/checking.hpp"
+#include "fuzz/support/checking.hpp"
 #include "nqinstance/host/status.h"
 #include "tests/config/configuration_model.hpp"
 

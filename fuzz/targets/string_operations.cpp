@@ -3,7 +3,7 @@
 #include <cstring>
 #include <iterator>
 
-#include "fuzz/input.hpp"
+#include "fuzz/support/input.hpp"
 #include "nqinstance/host/kernel.h"
 #include "nqinstance/text/memory.h"
 #include "nqinstance/text/utf8.h"

@@ -1,5 +1,5 @@
 #pragma once
-#include "fuzz/input.hpp"
+#include "fuzz/support/input.hpp"
 #include "standalone/kernel.hpp"
 #include "standalone/json/services.hpp"
 

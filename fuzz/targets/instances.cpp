@@ -6,7 +6,7 @@
 #include <memory>
 #include <optional>
 
-#include "fuzz/checking.hpp"
+#include "fuzz/support/checking.hpp"
 #include "nqinstance/core/data.h"
 #include "nqinstance/core/datetime.h"
 #include "nqinstance/core/instance.h"

@@ -6,7 +6,7 @@
 #include <span>
 #include <string>
 
-#include "fuzz/counting_pool.hpp"
+#include "fuzz/support/counting_pool.hpp"
 #include "standalone/json/escape.hpp"
 #include "standalone/json/position.hpp"
 #include "typed/key_lines.hpp"

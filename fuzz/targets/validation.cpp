@@ -1,7 +1,7 @@
 // A value against a definition, both from the input: type matching, the value's own validation and
 // both together do what the model does, with the same message; a host call that fails leaves
 // nothing but what a start that fails is said to leave.
-#include "fuzz/checking.hpp"
+#include "fuzz/support/checking.hpp"
 #include "nqinstance/host/status.h"
 #include "tests/validate/model_instances.hpp"
 #include "tests/validate/run_place.hpp"

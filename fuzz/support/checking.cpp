@@ -1,4 +1,4 @@
-#include "fuzz/checking.hpp"
+#include "fuzz/support/checking.hpp"
 
 #include <dlfcn.h>
 #include <gtest/gtest.h>

@@ -3,7 +3,7 @@
 #include <cstring>
 #include <optional>
 
-#include "fuzz/checking.hpp"
+#include "fuzz/support/checking.hpp"
 #include "nqinstance/config/text_reader.h"
 #include "nqinstance/host/status.h"
 

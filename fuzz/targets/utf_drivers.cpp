@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
-#include "fuzz/input.hpp"
+#include "fuzz/support/input.hpp"
 #include "nqinstance/text/utf.h"
 #include "tests/text/utf_model.hpp"
 

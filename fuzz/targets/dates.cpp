@@ -3,7 +3,7 @@
 #include <bit>
 #include <cmath>
 
-#include "fuzz/checking.hpp"
+#include "fuzz/support/checking.hpp"
 #include "nqinstance/core/datetime.h"
 #include "nqinstance/datefmt/dates.h"
 #include "nqinstance/datefmt/year_walk.hpp"

@@ -1,7 +1,7 @@
 // The comparisons of two texts: every body answers as the slow model does, behind the standalone
 // host's Unicode service.
-#include "fuzz/input.hpp"
-#include "fuzz/unicode_host.hpp"
+#include "fuzz/support/input.hpp"
+#include "fuzz/support/unicode_host.hpp"
 #include "nqinstance/text/case_mapping.h"
 #include "nqinstance/text/compare.h"
 #include "nqinstance/text/memory.h"

@@ -4,7 +4,7 @@
 
 #include <nlohmann/json.hpp>
 
-#include "fuzz/checking.hpp"
+#include "fuzz/support/checking.hpp"
 #include "nqinstance/core/instance.h"
 #include "standalone/json/position.hpp"
 #include "standalone/base/statuses.hpp"

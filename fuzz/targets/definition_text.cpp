@@ -3,7 +3,7 @@
 // Nothing stays, whatever happens.
 #include <cstring>
 
-#include "fuzz/counting_pool.hpp"
+#include "fuzz/support/counting_pool.hpp"
 #include "nqinstance/base/held.hpp"
 #include "nqinstance/host/status.h"
 #include "nqinstance/validate/validation.h"

@@ -4,7 +4,7 @@
 
 #include <cmath>
 
-#include "fuzz/checking.hpp"
+#include "fuzz/support/checking.hpp"
 #include "nqinstance/host/status.h"
 #include "tests/json/json_tree.hpp"
 

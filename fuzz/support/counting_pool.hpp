@@ -1,5 +1,5 @@
 #pragma once
-#include "fuzz/machine.hpp"
+#include "fuzz/support/machine.hpp"
 
 namespace nq::fuzz {
 

@@ -1,8 +1,8 @@
 // The case mappings behind the standalone host's Unicode service: every body maps as a walk over
 // the characters does, and what is measured is what is written.
 #include "nqinstance/text/case_mapping.h"
-#include "fuzz/input.hpp"
-#include "fuzz/unicode_host.hpp"
+#include "fuzz/support/input.hpp"
+#include "fuzz/support/unicode_host.hpp"
 #include "standalone/text/language.hpp"
 #include "tests/text/utf_model.hpp"
 

@@ -1,6 +1,6 @@
 // A mistake that a fuzz target must end at: an input that begins with x leaves a block in its
 // host's pool.
-#include "fuzz/checking.hpp"
+#include "fuzz/support/checking.hpp"
 
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     nq::fuzz::CheckingHost host;

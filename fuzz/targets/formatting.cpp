@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "fuzz/input.hpp"
+#include "fuzz/support/input.hpp"
 #include "nqinstance/datefmt/formatting.h"
 #include "standalone/text/format.hpp"
 
