@@ -14,9 +14,9 @@
 
 #include "bench/measure.hpp"
 #include "bench/table.hpp"
+#include "standalone/json/services.hpp"
 #include "typed/definitions.hpp"
 #include "typed/record_checker.hpp"
-#include "standalone/json/services.hpp"
 
 namespace nq::bench {
 namespace {

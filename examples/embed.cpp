@@ -18,7 +18,8 @@ int main(int argc, char** argv) {
     NQStatus status = api->readConfiguration(api, pool, argv[2], &line, &root);
     if (!status) status = api->toJSON(api, pool, &root->header, &json);
     if (!status) std::fwrite(json->bytes, 1, json->length, stdout);
-    if (status) std::fprintf(stderr, "%s:%d: %s\n", argv[2], line + 1, host.message(status).c_str());
+    if (status)
+        std::fprintf(stderr, "%s:%d: %s\n", argv[2], line + 1, host.message(status).c_str());
     pool->destroy(pool);  // gives back the dictionary, the text and whatever else was made in it
     return status ? 1 : 0;
 }

@@ -129,8 +129,8 @@ def generate():
         tables.append(definition("std::int32_t", f"mwz_{direction}_meta", meta_table(blocks), 16))
         tables.append(definition("std::int32_t", f"mwz_{direction}shift",
                                  shift_table(blocks, wide[direction]), 16))
-    return ("// Written by generate/case_tables.py from generate/case_builtin.tsv and "
-            "generate/case_wide.tsv; not edited.\n"
+    return ("// Written by generate/case_tables.py from generate/case_builtin.tsv and\n"
+            "// generate/case_wide.tsv; not edited.\n"
             "// clang-format off\n"
             '#include "nqinstance/text/case_tables.hpp"\n\n'
             "namespace nq {\n\n" + "\n".join(tables) + "\n}  // namespace nq\n")

@@ -4,14 +4,14 @@
 #include <cstring>
 #include <new>
 
+#include "standalone/base/statuses.hpp"
+#include "standalone/base/utf8.hpp"
+#include "standalone/json/parser.hpp"
+#include "standalone/text/format.hpp"
+#include "standalone/text/messages.hpp"
 #include "standalone/values/arrays.hpp"
 #include "standalone/values/dictionaries.hpp"
-#include "standalone/text/format.hpp"
-#include "standalone/json/parser.hpp"
-#include "standalone/text/messages.hpp"
-#include "standalone/base/statuses.hpp"
 #include "standalone/values/strings.hpp"
-#include "standalone/base/utf8.hpp"
 
 namespace nq {
 namespace {

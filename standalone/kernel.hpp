@@ -5,12 +5,12 @@
 #include <string_view>
 
 #include "nqinstance/core/api.h"
-#include "standalone/context.hpp"
-#include "standalone/text/encoding.hpp"
 #include "standalone/base/extension.hpp"
+#include "standalone/context.hpp"
 #include "standalone/files.hpp"
-#include "standalone/text/locale.hpp"
 #include "standalone/memory/pool.hpp"
+#include "standalone/text/encoding.hpp"
+#include "standalone/text/locale.hpp"
 #include "standalone/text/unicode.hpp"
 
 namespace nq {

@@ -4,9 +4,9 @@
 #include <exception>
 #include <new>
 
-#include "tool/options.hpp"
 #include "tool/io/output.hpp"
 #include "tool/io/report.hpp"
+#include "tool/options.hpp"
 
 namespace nq::tool {
 namespace {

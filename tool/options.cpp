@@ -7,8 +7,8 @@
 #include "tool/commands/check.hpp"
 #include "tool/commands/describe.hpp"
 #include "tool/commands/json.hpp"
-#include "tool/io/report.hpp"
 #include "tool/commands/stream.hpp"
+#include "tool/io/report.hpp"
 #include "tool/text/commands.hpp"
 
 namespace nq::tool {

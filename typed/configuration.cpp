@@ -5,10 +5,10 @@
 #include <new>
 #include <span>
 
-#include "typed/key_lines.hpp"
+#include "standalone/base/utf8.hpp"
 #include "standalone/text/messages.hpp"
 #include "standalone/values/strings.hpp"
-#include "standalone/base/utf8.hpp"
+#include "typed/key_lines.hpp"
 #include "typed/validation.hpp"
 
 namespace nq {

@@ -1,7 +1,7 @@
 #include <vector>
 
-#include "typed/key_lines.hpp"
 #include "standalone/base/utf8.hpp"
+#include "typed/key_lines.hpp"
 
 namespace nq {
 namespace {

@@ -9,9 +9,9 @@
 #include <utility>
 
 #include "nqinstance/host/status.h"
-#include "typed/key_lines.hpp"
 #include "standalone/text/messages.hpp"
 #include "standalone/values/strings.hpp"
+#include "typed/key_lines.hpp"
 
 namespace nq {
 namespace {

@@ -5,8 +5,8 @@
 #include <string_view>
 #include <vector>
 
-#include "typed/data_type.hpp"
 #include "standalone/json/services.hpp"
+#include "typed/data_type.hpp"
 
 namespace nq {
 

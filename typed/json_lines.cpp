@@ -2,8 +2,8 @@
 #include <charconv>
 #include <vector>
 
-#include "typed/key_lines.hpp"
 #include "standalone/base/utf8.hpp"
+#include "typed/key_lines.hpp"
 
 namespace nq {
 namespace {

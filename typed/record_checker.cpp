@@ -4,10 +4,10 @@
 #include <vector>
 
 #include "nqinstance/base/held.hpp"
+#include "standalone/base/statuses.hpp"
 #include "standalone/json/document.hpp"
 #include "standalone/json/escape.hpp"
 #include "standalone/text/messages.hpp"
-#include "standalone/base/statuses.hpp"
 #include "standalone/values/strings.hpp"
 #include "typed/validation.hpp"
 

@@ -9,11 +9,11 @@
 #include <utility>
 
 #include "standalone/base/base64.hpp"
-#include "standalone/values/object.hpp"
 #include "standalone/base/statuses.hpp"
+#include "standalone/base/utf8.hpp"
+#include "standalone/values/object.hpp"
 #include "standalone/values/strings.hpp"
 #include "typed/dates.hpp"
-#include "standalone/base/utf8.hpp"
 
 namespace nq {
 namespace {

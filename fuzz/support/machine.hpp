@@ -1,7 +1,7 @@
 #pragma once
 #include "fuzz/support/input.hpp"
-#include "standalone/kernel.hpp"
 #include "standalone/json/services.hpp"
+#include "standalone/kernel.hpp"
 
 namespace nq::fuzz {
 

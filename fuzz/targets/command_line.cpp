@@ -8,9 +8,9 @@
 #include "tool/commands/check.hpp"
 #include "tool/commands/describe.hpp"
 #include "tool/commands/json.hpp"
-#include "tool/options.hpp"
-#include "tool/io/report.hpp"
 #include "tool/commands/stream.hpp"
+#include "tool/io/report.hpp"
+#include "tool/options.hpp"
 #include "tool/text/commands.hpp"
 
 namespace nq::tool {

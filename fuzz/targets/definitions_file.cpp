@@ -8,9 +8,9 @@
 #include <utility>
 
 #include "fuzz/support/machine.hpp"
-#include "typed/key_lines.hpp"
 #include "standalone/values/strings.hpp"
 #include "typed/configuration.hpp"
+#include "typed/key_lines.hpp"
 
 namespace nq::fuzz {
 namespace {

@@ -6,8 +6,8 @@
 
 #include "fuzz/support/checking.hpp"
 #include "nqinstance/core/instance.h"
-#include "standalone/json/position.hpp"
 #include "standalone/base/statuses.hpp"
+#include "standalone/json/position.hpp"
 
 namespace nq::fuzz {
 namespace {

@@ -9,12 +9,12 @@
 #include "fuzz/support/counting_pool.hpp"
 #include "standalone/json/escape.hpp"
 #include "standalone/json/position.hpp"
-#include "typed/key_lines.hpp"
 #include "standalone/text/messages.hpp"
 #include "standalone/values/object.hpp"
-#include "typed/record_checker.hpp"
 #include "standalone/values/strings.hpp"
 #include "typed/configuration.hpp"
+#include "typed/key_lines.hpp"
+#include "typed/record_checker.hpp"
 
 namespace nq::fuzz {
 namespace {

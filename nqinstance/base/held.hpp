@@ -1,11 +1,11 @@
 #pragma once
+#include "nqinstance/base/units.hpp"
 #include "nqinstance/host/array.h"
 #include "nqinstance/host/dictionary.h"
 #include "nqinstance/host/file.h"
 #include "nqinstance/host/json_parser.h"
 #include "nqinstance/host/kernel.h"
 #include "nqinstance/host/string.h"
-#include "nqinstance/base/units.hpp"
 
 namespace nq {
 

@@ -1,9 +1,9 @@
 #include "nqinstance/config/configuration.h"
 
+#include "nqinstance/base/held.hpp"
 #include "nqinstance/config/config_dictionary.hpp"
 #include "nqinstance/config/configuration.hpp"
 #include "nqinstance/config/text_reader.h"
-#include "nqinstance/base/held.hpp"
 #include "nqinstance/text/utf8.h"
 
 namespace nq {

@@ -5,10 +5,10 @@
 #include <algorithm>
 #include <new>
 
+#include "nqinstance/base/held.hpp"
 #include "nqinstance/config/line_scan.hpp"
 #include "nqinstance/core/api.h"
 #include "nqinstance/core/instance.hpp"
-#include "nqinstance/base/held.hpp"
 #include "nqinstance/text/memory.h"
 
 namespace nq {

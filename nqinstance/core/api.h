@@ -13,6 +13,7 @@ typedef struct NQTextReader NQTextReader;
 
 /* The service table that the entry returns, read-only afterwards and open to any thread. The
  * contract of an operation stands at the exported function of its name. Its order is for ever. */
+/* clang-format off */
 struct InstanceApi {
     uint64_t magic; /* NQ_MAGIC */
     uint64_t zero_1_to_2[2];
@@ -58,7 +59,7 @@ struct InstanceApi {
                                   NQU8String** name, uint8_t* isList) NQ_NOEXCEPT;
     NQStatus (*startValidate)(InstanceApi*, NQStringApi*, NQArrayApi*, HostPool*, void* userData,
                               ValidationRun** out) NQ_NOEXCEPT;
-    const char* (*typeForInstance)(InstanceHeader*)NQ_NOEXCEPT;
+    const char* (*typeForInstance)(InstanceHeader*) NQ_NOEXCEPT;
 
     NQStatus (*cloneRefused)(InstanceHeader*, HostPool*, uint32_t ignored,
                              InstanceHeader** out) NQ_NOEXCEPT;
@@ -69,6 +70,7 @@ struct InstanceApi {
     NQStatus (*toJSON2)(InstanceApi*, NQStringApi*, HostPool*, uint32_t modeFlags, int32_t indent,
                         InstanceHeader*, NQU8String** out) NQ_NOEXCEPT;
 };
+/* clang-format on */
 
 /* What was built, when and where; the texts are zero-terminated constants of the library. */
 typedef struct VersionRecord {

@@ -4,8 +4,8 @@
 
 #include <new>
 
-#include "nqinstance/core/kinds.hpp"
 #include "nqinstance/base/held.hpp"
+#include "nqinstance/core/kinds.hpp"
 
 namespace nq {
 namespace {

@@ -2,9 +2,9 @@
 
 #include <new>
 
-#include "nqinstance/core/kinds.hpp"
-#include "nqinstance/base/units.hpp"
 #include "nqinstance/base/modular.hpp"
+#include "nqinstance/base/units.hpp"
+#include "nqinstance/core/kinds.hpp"
 
 namespace nq {
 namespace {

@@ -73,8 +73,8 @@ NQ_EXPORT NQStatus nqInstanceTimeClone(InstanceHeader* source, HostPool* pool, u
 NQ_EXPORT NQStatus nqInstanceCalendarDateTimeClone(InstanceHeader* source, HostPool* pool,
                                                    uint32_t ignored,
                                                    InstanceHeader** out) NQ_NOEXCEPT;
-NQ_EXPORT NQStatus nqInstanceDateTimeClone(InstanceHeader* source, HostPool* pool,
-                                           uint32_t ignored, InstanceHeader** out) NQ_NOEXCEPT;
+NQ_EXPORT NQStatus nqInstanceDateTimeClone(InstanceHeader* source, HostPool* pool, uint32_t ignored,
+                                           InstanceHeader** out) NQ_NOEXCEPT;
 
 /* Destroy hooks, called by the last release only. Always NQ_STATUS_OK. */
 NQ_EXPORT NQStatus nqInstanceDateDestroy(InstanceHeader* instance) NQ_NOEXCEPT;

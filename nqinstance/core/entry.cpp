@@ -1,8 +1,8 @@
 #include <new>
 
+#include "nqinstance/base/units.hpp"
 #include "nqinstance/config/configuration.hpp"
 #include "nqinstance/core/api.h"
-#include "nqinstance/base/units.hpp"
 #include "nqinstance/json/json_writer.h"
 #include "nqinstance/validate/definition.h"
 #include "nqinstance/validate/validation.h"

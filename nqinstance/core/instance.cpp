@@ -3,8 +3,8 @@
 #include <atomic>
 #include <new>
 
-#include "nqinstance/core/kinds.hpp"
 #include "nqinstance/base/modular.hpp"
+#include "nqinstance/core/kinds.hpp"
 #include "nqinstance/validate/numeric.h"
 
 namespace nq {

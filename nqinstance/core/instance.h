@@ -67,10 +67,10 @@ NQ_EXPORT NQInt32Instance* nqInstanceCreateInt32(InstanceApi* api, HostPool* poo
                                                  NQStatus* status) NQ_NOEXCEPT;
 NQ_EXPORT NQInt64Instance* nqInstanceCreateInt64(InstanceApi* api, HostPool* pool, int64_t value,
                                                  NQStatus* status) NQ_NOEXCEPT;
-NQ_EXPORT NQUInt32Instance* nqInstanceCreateUInt32(InstanceApi* api, HostPool* pool,
-                                                   uint32_t value, NQStatus* status) NQ_NOEXCEPT;
-NQ_EXPORT NQUInt64Instance* nqInstanceCreateUInt64(InstanceApi* api, HostPool* pool,
-                                                   uint64_t value, NQStatus* status) NQ_NOEXCEPT;
+NQ_EXPORT NQUInt32Instance* nqInstanceCreateUInt32(InstanceApi* api, HostPool* pool, uint32_t value,
+                                                   NQStatus* status) NQ_NOEXCEPT;
+NQ_EXPORT NQUInt64Instance* nqInstanceCreateUInt64(InstanceApi* api, HostPool* pool, uint64_t value,
+                                                   NQStatus* status) NQ_NOEXCEPT;
 NQ_EXPORT NQDoubleInstance* nqInstanceCreateDouble(InstanceApi* api, HostPool* pool, double value,
                                                    NQStatus* status) NQ_NOEXCEPT;
 NQ_EXPORT NQCharInstance* nqInstanceCreateNQChar(InstanceApi* api, HostPool* pool, NQChar value,

@@ -1,6 +1,6 @@
 #pragma once
-#include "nqinstance/core/api.h"
 #include "nqinstance/base/type_name.hpp"
+#include "nqinstance/core/api.h"
 
 namespace nq {
 

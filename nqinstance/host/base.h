@@ -24,8 +24,8 @@
 #define NQ_FIELD(type, field, offset) \
     NQ_STATIC_ASSERT(offsetof(type, field) == (offset), #type "." #field " has moved")
 /* The same for the tables that are addressed by 8-byte word. */
-#define NQ_TABLE(type, words) NQ_RECORD(type, (words) * 8)
-#define NQ_WORD(type, field, word) NQ_FIELD(type, field, (word) * 8)
+#define NQ_TABLE(type, words) NQ_RECORD(type, 8 * (words))
+#define NQ_WORD(type, field, word) NQ_FIELD(type, field, 8 * (word))
 
 /* The result of an operation: 0 is success, see status.h. */
 typedef uint32_t NQStatus;

@@ -29,6 +29,7 @@ struct Transcoder {
 };
 
 typedef struct HostEncoding HostEncoding;
+/* clang-format off */
 struct HostEncoding {
     NQHandle handle;
 
@@ -39,6 +40,7 @@ struct HostEncoding {
     Transcoder* (*createTranscoder)(HostEncoding* self, uint32_t from, uint32_t to,
                                     uint64_t options) NQ_NOEXCEPT;
 };
+/* clang-format on */
 
 NQ_END_C
 

@@ -39,6 +39,7 @@ struct IoeFile {
 
 /* The sibling extension "nqioe". */
 typedef struct NQIoeApi NQIoeApi;
+/* clang-format off */
 struct NQIoeApi {
     NQHandle handle;
     void* host_3_to_9[7];
@@ -50,6 +51,7 @@ struct NQIoeApi {
                          const char* kind, NQStatus* openStatus,
                          const void* ioParameters) NQ_NOEXCEPT;
 };
+/* clang-format on */
 
 NQ_END_C
 

@@ -29,8 +29,8 @@ struct InstanceHeader {
 
     /* Checks the instance against a definition and stores the verdict, 0 when it is valid. `run`
      * may be null. A host's object may have null here, and is then always valid. */
-    NQStatus (*validate)(InstanceHeader* self, NQDictionary* definition,
-                         uint32_t* validationStatus, ValidationRun* run) NQ_NOEXCEPT;
+    NQStatus (*validate)(InstanceHeader* self, NQDictionary* definition, uint32_t* validationStatus,
+                         ValidationRun* run) NQ_NOEXCEPT;
 
     /* Stores an independent copy, held once, in `*out`. */
     NQStatus (*clone)(InstanceHeader* self, HostPool* pool, uint32_t ignored,

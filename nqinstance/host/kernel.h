@@ -29,6 +29,7 @@ typedef struct NQCallRecord {
 
 /* The host's kernel table. Names are NQChar text with a length in units. Words called host_*
  * belong to the host alone. */
+/* clang-format off */
 struct HostKernel {
     NQHandle handle;
     void* host_3_to_5[3];
@@ -88,6 +89,7 @@ struct HostKernel {
     /* Where the host keeps its default context; may be null, and so may what it points at. */
     NQContext** defaultContext;
 };
+/* clang-format on */
 
 /* The kernel of the host that loaded the library: written by nqextent and nqextver before any
  * other call, only read afterwards. */

@@ -9,6 +9,7 @@ NQ_BEGIN_C
 /* A memory pool. Whether several threads may use one pool at once is the host's promise; the
  * standalone host makes it. */
 typedef struct HostPool HostPool;
+/* clang-format off */
 struct HostPool {
     uint64_t magic;
     const char* name;
@@ -27,6 +28,7 @@ struct HostPool {
      * unchanged. With ALLOC_ZERO_FILL the added bytes are zero. A null `block` allocates. */
     void* (*realloc)(HostPool* self, void* block, uint64_t size, uint32_t flags) NQ_NOEXCEPT;
 };
+/* clang-format on */
 
 NQ_END_C
 

@@ -2,6 +2,7 @@
 #include "nqinstance/host/base.h"
 
 /* The statuses that the library returns or gives a meaning to. */
+/* clang-format off */
 #define NQ_STATUS_OK 0x00000000u
 #define NQ_STATUS_NO_MEMORY 0x803fc002u        /* a pool had no memory */
 #define NQ_STATUS_INVALID_ARGUMENT 0x803fc003u /* an argument is missing, or a resize was refused */
@@ -44,3 +45,4 @@
 #define NQ_MESSAGE_SIGNED_NOT_ACCEPTED 0x8bbff8b0u
 #define NQ_MESSAGE_UNSIGNED_NOT_ACCEPTED 0x8bbff8b1u
 #define NQ_MESSAGE_DOUBLE_NOT_ACCEPTED 0x8bbff8b2u
+/* clang-format on */

@@ -42,6 +42,7 @@ typedef struct NQString {
 
 /* The sibling extension "nqstring". Words called host_* belong to the host alone. */
 typedef struct NQStringApi NQStringApi;
+/* clang-format off */
 struct NQStringApi {
     NQHandle handle;
     void* host_3_to_9[7];
@@ -56,8 +57,8 @@ struct NQStringApi {
                                const uint8_t* text, uint64_t length, uint32_t flag) NQ_NOEXCEPT;
 
     /* A new string from text in the given encoding; `length` as in `append`. */
-    NQStatus (*createEncoded)(NQStringApi* self, NQU8String** out, HostPool* pool,
-                              const void* text, uint64_t length, uint32_t encoding) NQ_NOEXCEPT;
+    NQStatus (*createEncoded)(NQStringApi* self, NQU8String** out, HostPool* pool, const void* text,
+                              uint64_t length, uint32_t encoding) NQ_NOEXCEPT;
 
     /* A new empty string with room for `capacity` bytes and the terminator, whose buffer the
      * caller may fill directly. */
@@ -81,6 +82,7 @@ struct NQStringApi {
                                   HostPool* pool, NQU8String** out, uint32_t option1,
                                   uint32_t option2) NQ_NOEXCEPT;
 };
+/* clang-format on */
 
 NQ_END_C
 

@@ -1,8 +1,8 @@
 #include <cmath>
 
+#include "nqinstance/base/truncate.hpp"
 #include "nqinstance/core/datetime.h"
 #include "nqinstance/datefmt/dates.h"
-#include "nqinstance/base/truncate.hpp"
 #include "nqinstance/json/writer.hpp"
 
 namespace nq {

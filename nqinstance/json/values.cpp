@@ -1,10 +1,10 @@
 #include <string.h>
 
+#include "nqinstance/base/variadic.hpp"
 #include "nqinstance/core/data.h"
 #include "nqinstance/core/kinds.hpp"
 #include "nqinstance/host/array.h"
 #include "nqinstance/host/dictionary.h"
-#include "nqinstance/base/variadic.hpp"
 #include "nqinstance/json/escape.hpp"
 #include "nqinstance/json/writer.hpp"
 

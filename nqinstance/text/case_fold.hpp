@@ -2,8 +2,8 @@
 #include <array>
 #include <cstdint>
 
-#include "nqinstance/host/kernel.h"
 #include "nqinstance/base/modular.hpp"
+#include "nqinstance/host/kernel.h"
 #include "nqinstance/text/case_tables.hpp"
 #include "nqinstance/text/kernels/utf8_tables.hpp"
 

@@ -1,4 +1,5 @@
-// Written by generate/case_tables.py from generate/case_builtin.tsv and generate/case_wide.tsv; not edited.
+// Written by generate/case_tables.py from generate/case_builtin.tsv and
+// generate/case_wide.tsv; not edited.
 // clang-format off
 #include "nqinstance/text/case_tables.hpp"
 

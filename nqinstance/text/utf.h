@@ -22,10 +22,10 @@ typedef NQStatus (*NQUtfWriter)(NQChar codePoint, uint8_t* target, uint64_t capa
 
 /* --- Units ----------------------------------------------------------------------------------- */
 
-NQ_EXPORT uint32_t Byte2DWord(const uint8_t* bytes) NQ_NOEXCEPT;      /* little-endian */
-NQ_EXPORT uint32_t Byte2DWord_swap(const uint8_t* bytes) NQ_NOEXCEPT; /* big-endian */
-NQ_EXPORT uint16_t Byte2Word(const uint8_t* bytes) NQ_NOEXCEPT;       /* little-endian */
-NQ_EXPORT uint16_t Byte2Word_swap(const uint8_t* bytes) NQ_NOEXCEPT;  /* big-endian */
+NQ_EXPORT uint32_t Byte2DWord(const uint8_t* bytes) NQ_NOEXCEPT;            /* little-endian */
+NQ_EXPORT uint32_t Byte2DWord_swap(const uint8_t* bytes) NQ_NOEXCEPT;       /* big-endian */
+NQ_EXPORT uint16_t Byte2Word(const uint8_t* bytes) NQ_NOEXCEPT;             /* little-endian */
+NQ_EXPORT uint16_t Byte2Word_swap(const uint8_t* bytes) NQ_NOEXCEPT;        /* big-endian */
 NQ_EXPORT uint16_t BYTE_UTF16_UTF32(const uint8_t* bytes) NQ_NOEXCEPT;      /* big-endian */
 NQ_EXPORT uint16_t BYTE_UTF16_UTF32_SWAP(const uint8_t* bytes) NQ_NOEXCEPT; /* little-endian */
 

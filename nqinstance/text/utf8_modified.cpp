@@ -2,8 +2,8 @@
 
 #include "nqinstance/base/modular.hpp"
 #include "nqinstance/text/kernels/utf8_count.hpp"
-#include "nqinstance/text/utf8_strings.h"
 #include "nqinstance/text/kernels/utf_codec.hpp"
+#include "nqinstance/text/utf8_strings.h"
 
 namespace nq {
 namespace {

@@ -27,9 +27,9 @@ NQ_EXPORT NQStatus nqInstanceIsDefinitionType(InstanceHeader* instance,
 /* Stores in `*name` a new string in `pool`, held once by the caller, with the JSON type name of the
  * definition: the keyword, but "object" for a dictionary. For "instance" with "expectedTypes" it is
  * the list of their names with ", " between the entries, empty where an entry has no name, and
- * `*isList` is 1. `*name` is null where the definition names no type, or "instance" alone. `*isList`
- * is 0 but for a list. `strings` is the caller's.
- * A status of the string service is returned with a null `*name`. */
+ * `*isList` is 1. `*name` is null where the definition names no type, or "instance" alone.
+ * `*isList` is 0 but for a list. `strings` is the caller's. A status of the string service is
+ * returned with a null `*name`. */
 NQ_EXPORT NQStatus jsonTypeForDefinition(NQStringApi* strings, HostPool* pool,
                                          NQDictionary* definition, NQU8String** name,
                                          uint8_t* isList) NQ_NOEXCEPT;

@@ -8,8 +8,8 @@
 #include <vector>
 
 #include "nqinstance/base/held.hpp"
-#include "standalone/json/escape.hpp"
 #include "standalone/base/statuses.hpp"
+#include "standalone/json/escape.hpp"
 
 namespace nq {
 namespace {

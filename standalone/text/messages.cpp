@@ -4,8 +4,8 @@
 #include <array>
 #include <charconv>
 
-#include "standalone/text/format.hpp"
 #include "standalone/base/statuses.hpp"
+#include "standalone/text/format.hpp"
 
 namespace nq {
 namespace {

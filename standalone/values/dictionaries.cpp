@@ -7,11 +7,11 @@
 #include <string_view>
 #include <utility>
 
-#include "standalone/values/arrays.hpp"
 #include "standalone/base/extension.hpp"
 #include "standalone/base/keyed_hash.hpp"
-#include "standalone/values/object.hpp"
 #include "standalone/base/statuses.hpp"
+#include "standalone/values/arrays.hpp"
+#include "standalone/values/object.hpp"
 #include "standalone/values/strings.hpp"
 
 namespace nq {

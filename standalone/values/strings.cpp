@@ -7,10 +7,10 @@
 #include <string>
 
 #include "standalone/base/base64.hpp"
-#include "standalone/text/messages.hpp"
-#include "standalone/values/object.hpp"
 #include "standalone/base/statuses.hpp"
 #include "standalone/base/utf8.hpp"
+#include "standalone/text/messages.hpp"
+#include "standalone/values/object.hpp"
 
 namespace nq {
 namespace {

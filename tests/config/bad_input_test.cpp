@@ -3,8 +3,8 @@
 
 #include <filesystem>
 
-#include "standalone/host.hpp"
 #include "standalone/base/statuses.hpp"
+#include "standalone/host.hpp"
 #include "tests/config/config_support.hpp"
 
 namespace nq::test {

@@ -1,8 +1,8 @@
 #include <array>
 #include <cstdarg>
 
-#include "nqinstance/datefmt/formatting.h"
 #include "nqinstance/base/units.hpp"
+#include "nqinstance/datefmt/formatting.h"
 #include "tests/fault/cases.hpp"
 
 namespace nq::test {

@@ -11,8 +11,8 @@
 #include <vector>
 
 #include "nqinstance/config/text_reader.h"
-#include "standalone/host.hpp"
 #include "standalone/base/statuses.hpp"
+#include "standalone/host.hpp"
 #include "standalone/values/strings.hpp"
 
 namespace nq {

@@ -3,8 +3,8 @@
 #include <gtest/gtest.h>
 
 #include "nqinstance/text/case_mapping.h"
-#include "tests/support/random.hpp"
 #include "tests/support/guard_pages.hpp"
+#include "tests/support/random.hpp"
 #include "tests/text/case_support.hpp"
 #include "tests/text/utf_model.hpp"
 

@@ -5,8 +5,8 @@
 
 #include "nqinstance/text/case_fold.hpp"
 #include "nqinstance/text/case_mapping.h"
-#include "tests/text/kernels/bodies.hpp"
 #include "tests/text/case_pairs.hpp"
+#include "tests/text/kernels/bodies.hpp"
 
 namespace nq::test {
 namespace {

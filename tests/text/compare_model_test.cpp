@@ -1,5 +1,5 @@
-#include "tests/support/random.hpp"
 #include "tests/text/compare_model.hpp"
+#include "tests/support/random.hpp"
 
 #include <gtest/gtest.h>
 

@@ -8,9 +8,9 @@
 #include <span>
 
 #include "standalone/host.hpp"
-#include "typed/key_lines.hpp"
 #include "standalone/values/strings.hpp"
 #include "tests/support/random.hpp"
+#include "typed/key_lines.hpp"
 
 namespace nq {
 namespace {

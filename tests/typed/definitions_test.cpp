@@ -1,7 +1,7 @@
 #include "typed/definitions.hpp"
 
-#include "tests/typed/support.hpp"
 #include "tests/support/random.hpp"
+#include "tests/typed/support.hpp"
 
 namespace nq {
 namespace {

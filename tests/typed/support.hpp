@@ -5,9 +5,9 @@
 #include <string>
 #include <string_view>
 
+#include "tests/support/checking_host.hpp"
 #include "typed/definitions.hpp"
 #include "typed/value.hpp"
-#include "tests/support/checking_host.hpp"
 
 namespace nq::test {
 

@@ -12,10 +12,10 @@
 #include "nqinstance/datefmt/dates.h"
 #include "standalone/base/base64.hpp"
 #include "standalone/values/strings.hpp"
+#include "tests/support/random.hpp"
+#include "tests/typed/support.hpp"
 #include "typed/dates.hpp"
 #include "typed/validation.hpp"
-#include "tests/typed/support.hpp"
-#include "tests/support/random.hpp"
 
 namespace nq {
 namespace {

@@ -4,9 +4,9 @@
 
 #include "tool/commands/definitions_file.hpp"
 #include "tool/commands/fault_report.hpp"
-#include "tool/io/input.hpp"
 #include "tool/commands/session.hpp"
 #include "tool/commands/source.hpp"
+#include "tool/io/input.hpp"
 
 namespace nq::tool {
 namespace {

@@ -1,10 +1,10 @@
 #pragma once
 #include <string>
 
-#include "typed/definitions.hpp"
 #include "standalone/host.hpp"
 #include "tool/commands/pool.hpp"
 #include "tool/commands/session.hpp"
+#include "typed/definitions.hpp"
 
 namespace nq::tool {
 

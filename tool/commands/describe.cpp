@@ -6,10 +6,10 @@
 #include <span>
 
 #include "standalone/values/strings.hpp"
-#include "typed/value.hpp"
 #include "tool/commands/definitions_file.hpp"
 #include "tool/commands/json_text.hpp"
 #include "tool/commands/session.hpp"
+#include "typed/value.hpp"
 
 namespace nq::tool {
 namespace {

@@ -1,8 +1,8 @@
 #include "tool/commands/fault_report.hpp"
 
 #include "tool/commands/json_text.hpp"
-#include "tool/options.hpp"
 #include "tool/io/report.hpp"
+#include "tool/options.hpp"
 
 namespace nq::tool {
 namespace {

@@ -8,11 +8,11 @@
 #include "standalone/values/strings.hpp"
 #include "tool/commands/definitions_file.hpp"
 #include "tool/commands/fault_report.hpp"
-#include "tool/io/input.hpp"
 #include "tool/commands/pool.hpp"
-#include "tool/io/report.hpp"
 #include "tool/commands/session.hpp"
 #include "tool/commands/source.hpp"
+#include "tool/io/input.hpp"
+#include "tool/io/report.hpp"
 
 namespace nq::tool {
 namespace {

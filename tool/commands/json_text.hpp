@@ -4,8 +4,8 @@
 #include <string>
 #include <string_view>
 
-#include "standalone/json/escape.hpp"
 #include "standalone/base/utf8.hpp"
+#include "standalone/json/escape.hpp"
 
 namespace nq::tool {
 

@@ -3,8 +3,8 @@
 
 #include "nqinstance/host/status.h"
 #include "standalone/json/services.hpp"
-#include "tool/library.hpp"
 #include "tool/io/output.hpp"
+#include "tool/library.hpp"
 
 namespace nq::tool {
 

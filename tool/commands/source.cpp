@@ -3,8 +3,8 @@
 #include "nqinstance/host/status.h"
 #include "standalone/json/parser.hpp"
 #include "tool/io/input.hpp"
-#include "tool/library.hpp"
 #include "tool/io/report.hpp"
+#include "tool/library.hpp"
 
 namespace nq::tool {
 namespace {

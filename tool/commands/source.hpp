@@ -4,8 +4,8 @@
 
 #include "nqinstance/base/held.hpp"
 #include "standalone/host.hpp"
-#include "typed/configuration.hpp"
 #include "tool/exit_status.hpp"
+#include "typed/configuration.hpp"
 
 namespace nq::tool {
 

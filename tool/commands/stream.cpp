@@ -4,13 +4,13 @@
 #include <string>
 #include <string_view>
 
-#include "typed/record_checker.hpp"
 #include "standalone/json/services.hpp"
 #include "tool/commands/definitions_file.hpp"
-#include "tool/library.hpp"
 #include "tool/io/line_source.hpp"
 #include "tool/io/output.hpp"
 #include "tool/io/report.hpp"
+#include "tool/library.hpp"
+#include "typed/record_checker.hpp"
 
 namespace nq::tool {
 namespace {

@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
-#include "tool/library.hpp"
 #include "tool/io/report.hpp"
+#include "tool/library.hpp"
 
 namespace nq::tool {
 namespace {

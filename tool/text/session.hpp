@@ -6,8 +6,8 @@
 #include <string_view>
 
 #include "standalone/host.hpp"
-#include "tool/options.hpp"
 #include "tool/io/output.hpp"
+#include "tool/options.hpp"
 #include "tool/text/stream.hpp"
 
 namespace nq::tool {

@@ -10,10 +10,10 @@
 #include <vector>
 
 #include "standalone/base/extension.hpp"
-#include "standalone/host.hpp"
 #include "standalone/base/keyed_hash.hpp"
-#include "standalone/memory/pool.hpp"
 #include "standalone/base/statuses.hpp"
+#include "standalone/host.hpp"
+#include "standalone/memory/pool.hpp"
 #include "standalone/values/strings.hpp"
 #include "tests/support/random.hpp"
 

@@ -4,9 +4,9 @@
 #include <string>
 #include <string_view>
 
+#include "standalone/base/extension.hpp"
 #include "standalone/values/arrays.hpp"
 #include "standalone/values/dictionaries.hpp"
-#include "standalone/base/extension.hpp"
 #include "standalone/values/strings.hpp"
 #include "tests/support/checking_pool.hpp"
 #include "tests/support/failure_plan.hpp"

@@ -7,9 +7,9 @@
 #include <string_view>
 #include <vector>
 
-#include "standalone/host.hpp"
 #include "standalone/base/statuses.hpp"
 #include "standalone/base/utf8.hpp"
+#include "standalone/host.hpp"
 #include "tests/support/random.hpp"
 
 namespace nq {
