@@ -40,7 +40,7 @@ def measure(target, sources):
     program = BUILD / "fuzz" / f"replay_{target}"
     raw = BUILD / f"{target}.profraw"
     profile = BUILD / f"{target}.profdata"
-    run(program, ROOT / "fuzz" / "corpus" / target, stdout=subprocess.DEVNULL,
+    run(program, BUILD / "fuzz" / "corpus" / target, stdout=subprocess.DEVNULL,
         env={**os.environ, "LLVM_PROFILE_FILE": str(raw)})
     run("llvm-profdata-14", "merge", "-sparse", raw, "-o", profile)
     report = run("llvm-cov-14", "export", "-summary-only", program, f"-instr-profile={profile}",
@@ -64,7 +64,7 @@ def main(targets):
         count, covered = measure(target, sources)
         percent = 100.0 * covered / count
         failed = failed or percent < LEAST
-        inputs = list((ROOT / "fuzz" / "corpus" / target).iterdir())
+        inputs = list((BUILD / "fuzz" / "corpus" / target).iterdir())
         size = sum(path.stat().st_size for path in inputs)
         print(f"{target:20} {len(inputs):7} {size:8} {count:6} {percent:7.1f}%  "
               f"{' '.join(sources)}{'' if percent >= LEAST else '  TOO LITTLE'}")

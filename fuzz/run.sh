@@ -19,15 +19,16 @@ export ASAN_OPTIONS=malloc_context_size=1:quarantine_size_mb=16
 
 # run TARGET SECONDS: its log ends with the processor time.
 run() {
-    local target=$1 log=$build/logs/$1 longest TIMEFORMAT='processor seconds: %U %S'
+    local target=$1 corpus=$build/fuzz/corpus/$1 log=$build/logs/$1 longest
+    local TIMEFORMAT='processor seconds: %U %S'
     # No longer than the longest of the corpus: such inputs are slower and reach nothing new.
-    longest=$( (echo 256; find "fuzz/corpus/$target" -type f -printf '%s\n') | sort -n | tail -n 1)
+    longest=$( (echo 256; find "$corpus" -type f -printf '%s\n') | sort -n | tail -n 1)
     mkdir -p "$build/found/$target"
     {
         time "$build/fuzz/fuzz_$target" -max_total_time="$2" -max_len="$longest" -timeout=10 \
             -print_final_stats=1 -dict="fuzz/targets/$target.dict" \
             -artifact_prefix="$build/failed/$target-" \
-            "$build/found/$target" "fuzz/corpus/$target" || echo "exit status $?"
+            "$build/found/$target" "$corpus" || echo "exit status $?"
     } >"$log" 2>&1
 }
 export -f run

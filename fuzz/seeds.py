@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
 """Makes the seeds of the fuzz targets.
 
-usage: seeds.py DIRECTORY           writes them, a folder for each target
-       seeds.py --check DIRECTORY   compares them with what is there; status 1 on a difference
+usage: seeds.py DIRECTORY           adds them to the corpora, a text file for each target
+       seeds.py --check DIRECTORY   status 1 when a corpus lacks one
 
 A seed is what the target's entry reads: a few bytes that choose what is done, then the text.
 Inputs that a fuzzer found may stand beside the seeds; they are left alone.
@@ -11,6 +11,8 @@ import pathlib
 import random
 import struct
 import sys
+
+import corpus
 
 ENGLISH = "The lighthouse keeper counted the boats twice before he lit the lamp. ".encode()
 FRENCH = "Onze étaient partis à l'aube ; dix seulement étaient à quai. ".encode()
@@ -473,19 +475,18 @@ def main(arguments):
     check = arguments[:1] == ["--check"]
     if len(arguments) != 1 + check:
         sys.exit(__doc__)
-    different = 0
+    lacking = 0
     for target in TARGETS:
-        folder = pathlib.Path(arguments[-1], target.__name__)
+        path = pathlib.Path(arguments[-1], target.__name__ + ".txt")
+        inputs = set(corpus.read(path)) if check or path.is_file() else set()
+        seeds = dict(target())
         if not check:
-            folder.mkdir(parents=True, exist_ok=True)
-        for name, content in target():
-            path = folder / name
-            if not check:
-                path.write_bytes(content)
-            elif not path.is_file() or path.read_bytes() != content:
-                print(f"{path} is not what the script makes")
-                different += 1
-    return 1 if different else 0
+            corpus.write(path, inputs.union(seeds.values()))
+            continue
+        for name in (name for name, content in seeds.items() if content not in inputs):
+            print(f"{path} lacks the seed {name}")
+            lacking += 1
+    return 1 if lacking else 0
 
 
 if __name__ == "__main__":
