@@ -6,28 +6,6 @@
 namespace nq {
 namespace {
 
-constexpr std::string_view kByteOrderMark = "\xef\xbb\xbf";
-
-// As the strings of the host are trimmed.
-std::string_view trimmed(std::string_view text) noexcept {
-    const auto character_at = [&](std::size_t at) {
-        return decode_utf8(reinterpret_cast<const uint8_t*>(text.data()) + at, text.size() - at);
-    };
-    while (!text.empty()) {
-        const DecodedCharacter first = character_at(0);
-        if (!first.valid || !is_white_space(first.code_point)) break;
-        text.remove_prefix(first.bytes);
-    }
-    while (!text.empty()) {
-        std::size_t start = text.size() - 1;
-        while (start && (static_cast<uint8_t>(text[start]) & 0xC0) == 0x80) --start;
-        const DecodedCharacter last = character_at(start);
-        if (!last.valid || !is_white_space(last.code_point)) break;
-        text.remove_suffix(text.size() - start);
-    }
-    return text;
-}
-
 class Walker {
   public:
     explicit Walker(const KeyVisitor& visit) : visit_(visit) {}
@@ -71,7 +49,7 @@ class Walker {
 }  // namespace
 
 void visit_configuration_keys(std::string_view text, const KeyVisitor& visit) {
-    if (text.starts_with(kByteOrderMark)) text.remove_prefix(kByteOrderMark.size());
+    text = without_byte_order_mark(text);
     Walker walker(visit);
     while (!text.empty()) {
         const std::size_t end = text.find_first_of("\n\x15");

@@ -1,5 +1,9 @@
 #pragma once
+#include <unicode/utf8.h>
+
+#include <algorithm>
 #include <cstdint>
+#include <string_view>
 
 #include "nqinstance/host/base.h"
 
@@ -8,29 +12,19 @@ namespace nq {
 inline constexpr NQChar kReplacementCharacter = 0xFFFD;
 
 inline constexpr bool is_scalar_value(NQChar code_point) noexcept {
-    return code_point < 0xD800 || (code_point > 0xDFFF && code_point <= 0x10FFFF);
+    return code_point <= 0x10FFFF && !U_IS_SURROGATE(code_point);
 }
 
 // How many bytes encode_utf8 stores.
 inline constexpr unsigned utf8_bytes(NQChar code_point) noexcept {
-    if (code_point < 0x80) return 1;
-    if (code_point < 0x800) return 2;
-    return code_point <= 0xFFFF || code_point > 0x10FFFF ? 3 : 4;
+    return is_scalar_value(code_point) ? U8_LENGTH(code_point) : U8_LENGTH(kReplacementCharacter);
 }
 
 // Stores the UTF-8 bytes of a code point, with U+FFFD for what is no scalar value; their number.
 inline unsigned encode_utf8(NQChar code_point, uint8_t* out) noexcept {
     if (!is_scalar_value(code_point)) code_point = kReplacementCharacter;
-    const unsigned bytes = utf8_bytes(code_point);
-    if (bytes == 1) {
-        out[0] = static_cast<uint8_t>(code_point);
-        return 1;
-    }
-    for (unsigned i = bytes; i-- > 1; code_point >>= 6) {
-        out[i] = static_cast<uint8_t>(0x80 | (code_point & 0x3F));
-    }
-    constexpr uint8_t lead[] = {0, 0, 0xC0, 0xE0, 0xF0};
-    out[0] = static_cast<uint8_t>(lead[bytes] | code_point);
+    unsigned bytes = 0;
+    U8_APPEND_UNSAFE(out, bytes, code_point);
     return bytes;
 }
 
@@ -45,38 +39,24 @@ struct DecodedCharacter {
 
 // Reads the character at the start of `length` bytes, at least one.
 inline DecodedCharacter decode_utf8(const uint8_t* text, uint64_t length) noexcept {
-    constexpr DecodedCharacter bad{kReplacementCharacter, 1, false};
-    const uint8_t first = text[0];
-    if (first < 0x80) return {first, 1, true};
-    const unsigned bytes = first >= 0xF0 ? 4 : first >= 0xE0 ? 3 : 2;
-    if (first < 0xC2 || first > 0xF4 || bytes > length) return bad;
-    NQChar code_point = first & (0x7Fu >> bytes);
-    for (unsigned i = 1; i < bytes; ++i) {
-        if ((text[i] & 0xC0) != 0x80) return bad;
-        code_point = code_point << 6 | (text[i] & 0x3Fu);
-    }
-    if (utf8_bytes(code_point) != bytes || !is_scalar_value(code_point)) return bad;
-    return {code_point, bytes, true};
+    const auto most = static_cast<unsigned>(std::min<uint64_t>(length, U8_MAX_LENGTH));
+    unsigned bytes = 0;
+    int32_t code_point;
+    U8_NEXT(text, bytes, most, code_point);
+    if (code_point < 0) return {kReplacementCharacter, 1, false};
+    return {static_cast<NQChar>(code_point), bytes, true};
 }
 
 }  // namespace standalone
 
-// The Unicode property White_Space.
-inline constexpr bool is_white_space(NQChar code_point) noexcept {
-    if (code_point < 0x80) return (code_point >= 9 && code_point <= 13) || code_point == ' ';
-    switch (code_point) {
-        case 0x0085:
-        case 0x00A0:
-        case 0x1680:
-        case 0x2028:
-        case 0x2029:
-        case 0x202F:
-        case 0x205F:
-        case 0x3000:
-            return true;
-        default:
-            return code_point >= 0x2000 && code_point <= 0x200A;
-    }
+// The text without the characters at its ends that have the Unicode property White_Space.
+std::string_view trimmed(std::string_view text) noexcept;
+
+// The text behind its byte-order mark, if it begins with one.
+inline std::string_view without_byte_order_mark(std::string_view text) noexcept {
+    constexpr std::string_view kMark = "\xef\xbb\xbf";
+    if (text.starts_with(kMark)) text.remove_prefix(kMark.size());
+    return text;
 }
 
 }  // namespace nq

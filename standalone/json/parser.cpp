@@ -2,6 +2,7 @@
 
 #include <string_view>
 
+#include "standalone/base/utf8.hpp"
 #include "standalone/json/document.hpp"
 
 namespace nq {
@@ -9,12 +10,11 @@ namespace nq {
 NQStatus parse_json(const JsonServices& services, HostPool* pool, const uint8_t* bytes,
                     uint64_t length, InstanceHeader** out, uint32_t* line,
                     uint32_t* column) noexcept {
-    constexpr std::string_view kMark = "\xef\xbb\xbf";
     *out = nullptr;
     *line = *column = 0;
     if (length && !bytes) return NQ_STATUS_INVALID_ARGUMENT;
     std::string_view text(reinterpret_cast<const char*>(bytes), length);
-    if (text.starts_with(kMark)) text.remove_prefix(kMark.size());
+    text = without_byte_order_mark(text);
     try {
         JsonDocument document;
         NQStatus status = document.parse(text, false);

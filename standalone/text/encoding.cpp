@@ -46,44 +46,33 @@ NQStatus convert(Transcoder* base, const uint8_t* source, uint64_t length, NQCha
     auto* state = static_cast<TranscoderState*>(state_block);
     const uint64_t room = target_bytes / sizeof(NQChar);
     Utf8Decoder decoder = self->decoder;
-    uint64_t used = 0;
+    const uint8_t* at = source;
+    const uint8_t* const end = source + length;
     uint64_t produced = 0;
     bool is_bad = false;
-    while (used != length && produced != room) {
+    while (at != end && produced != room) {
         NQChar character = kReplacementCharacter;
-        switch (decoder.push(source[used], character)) {
-            case Utf8Decoder::Step::kMore:
-                ++used;
-                continue;
-            case Utf8Decoder::Step::kCharacter:
-                ++used;
-                if (character == kByteOrderMark && !self->is_begun) {
-                    self->is_begun = true;
-                    continue;
-                }
-                break;
-            case Utf8Decoder::Step::kMalformed:
-                ++used;
-                is_bad = true;
-                break;
-            case Utf8Decoder::Step::kMalformedBefore:
-                is_bad = true;
-                break;
+        const Utf8Decoder::Step step = decoder.next(at, end, character);
+        if (step == Utf8Decoder::Step::kMore) continue;
+        is_bad |= step == Utf8Decoder::Step::kMalformed;
+        if (character == kByteOrderMark && !self->is_begun) {
+            self->is_begun = true;
+            continue;
         }
         self->is_begun = true;
         target[produced++] = character;
         if (character < 0x80) {
             const uint64_t run = widen_ascii(
-                source + used, std::min(length - used, room - produced), target + produced);
-            used += run;
+                at, std::min(static_cast<uint64_t>(end - at), room - produced), target + produced);
+            at += run;
             produced += run;
         }
     }
     self->decoder = decoder;
     state->flags = is_bad ? NQ_TRANSCODER_BAD_INPUT : 0;
-    state->consumed = used;
+    state->consumed = static_cast<uint64_t>(at - source);
     *bytes_written = produced * sizeof(NQChar);
-    return used == length ? NQ_STATUS_OK : NQ_STATUS_BUFFER_TOO_SMALL;
+    return at == end ? NQ_STATUS_OK : NQ_STATUS_BUFFER_TOO_SMALL;
 }
 
 uint32_t canonical(uint32_t encoding) noexcept { return encoding ? encoding : NQ_ENCODING_NQCHAR; }

@@ -9,7 +9,7 @@
 #include <limits>
 #include <utility>
 
-#include "standalone/base/utf8_decoder.hpp"
+#include "standalone/base/utf8.hpp"
 
 namespace nq {
 namespace {
@@ -349,16 +349,15 @@ void render_real(double value, Directive& directive, NumberBuffer& buffer,
 // Calls `use` with each of the first `limit` characters; reads nothing behind the last of them.
 template <class Use>
 void each_character(const char* text, uint64_t limit, Use&& use) {
-    Utf8Decoder decoder;
-    while (limit != 0 && *text) {
-        NQChar character = kReplacementCharacter;
-        const auto step = decoder.push(static_cast<uint8_t>(*text), character);
-        if (step != Utf8Decoder::Step::kMalformedBefore) ++text;
-        if (step == Utf8Decoder::Step::kMore) continue;
-        use(character);
-        --limit;
+    constexpr int kEndsWithNul = -1;
+    const auto* bytes = reinterpret_cast<const uint8_t*>(text);
+    for (; limit != 0 && *bytes; --limit) {
+        int length = 0;
+        int32_t character;
+        U8_NEXT(bytes, length, kEndsWithNul, character);
+        use(character < 0 ? kReplacementCharacter : static_cast<NQChar>(character));
+        bytes += length;
     }
-    if (decoder.is_inside()) use(kReplacementCharacter);
 }
 
 template <class Use>

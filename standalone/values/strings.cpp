@@ -202,35 +202,13 @@ NQStatus insert(NQU8String* self, uint64_t position, const uint8_t* text,
     return NQ_STATUS_OK;
 }
 
-bool is_white_space_at(const uint8_t* text, uint64_t length, unsigned& bytes) noexcept {
-    const DecodedCharacter character = decode_utf8(text, length);
-    bytes = character.bytes;
-    return character.valid && is_white_space(character.code_point);
-}
-
-// The bytes of the white-space character that ends the text, or 0.
-unsigned last_white_space(const uint8_t* text, uint64_t length) noexcept {
-    for (unsigned bytes = 1; bytes <= 3 && bytes <= length; ++bytes) {
-        unsigned decoded;
-        if (is_white_space_at(text + length - bytes, bytes, decoded) && decoded == bytes) {
-            return bytes;
-        }
-    }
-    return 0;
-}
-
 NQStatus trim(NQU8String* self) noexcept {
     StringObject& string = object(self);
-    uint64_t start = 0;
-    unsigned bytes;
-    while (start < string.length &&
-           is_white_space_at(string.bytes + start, string.length - start, bytes)) {
-        start += bytes;
-    }
-    uint64_t end = string.length;
-    while (const unsigned last = last_white_space(string.bytes + start, end - start)) end -= last;
-    if (start) std::memmove(string.bytes, string.bytes + start, end - start);
-    end_at(string, end - start);
+    const std::string_view kept = trimmed(text_of(string));
+    // Most lines have nothing before their text.
+    const auto* start = reinterpret_cast<const uint8_t*>(kept.data());
+    if (start != string.bytes) std::memmove(string.bytes, start, kept.size());
+    end_at(string, kept.size());
     return NQ_STATUS_OK;
 }
 

@@ -3,7 +3,7 @@
 #include <cerrno>
 
 #include "standalone/base/descriptor.hpp"
-#include "standalone/base/utf8_decoder.hpp"
+#include "standalone/base/utf8.hpp"
 
 namespace nq::tool {
 namespace {
@@ -26,23 +26,15 @@ std::vector<std::string> inputs_of(const std::vector<std::string>& files) {
 std::string shown_input_name(const std::string& name) { return name == "-" ? "<stdin>" : name; }
 
 std::optional<TextPosition> find_malformed(std::string_view bytes) noexcept {
-    Utf8Decoder decoder;
-    TextPosition position;  // of the character that begins or goes on
-    for (const char byte : bytes) {
-        NQChar character;
-        switch (decoder.push(static_cast<uint8_t>(byte), character)) {
-            case Utf8Decoder::Step::kMore:
-                break;
-            case Utf8Decoder::Step::kCharacter:
-                ++position.column;
-                if (ends_line(character)) position = {position.line + 1, 1};
-                break;
-            case Utf8Decoder::Step::kMalformed:
-            case Utf8Decoder::Step::kMalformedBefore:
-                return position;
-        }
+    TextPosition position;  // of the character that follows
+    while (!bytes.empty()) {
+        const auto character =
+            decode_utf8(reinterpret_cast<const uint8_t*>(bytes.data()), bytes.size());
+        if (!character.valid) return position;
+        ++position.column;
+        if (ends_line(character.code_point)) position = {position.line + 1, 1};
+        bytes.remove_prefix(character.bytes);
     }
-    if (decoder.is_inside()) return position;
     return std::nullopt;
 }
 
