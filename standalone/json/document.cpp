@@ -4,12 +4,14 @@
 #include <charconv>
 #include <optional>
 #include <string>
+#include <utility>
 #include <variant>
 #include <vector>
 
 #include "nqinstance/base/held.hpp"
 #include "standalone/base/statuses.hpp"
 #include "standalone/json/escape.hpp"
+#include "standalone/json/scan.hpp"
 
 namespace nq {
 namespace {
@@ -190,25 +192,40 @@ bool is_integer_beyond_64_bits(std::string_view number) noexcept {
     return is_negative ? overflows(int64_t{}) : overflows(uint64_t{});
 }
 
+using Number = std::pair<uint64_t, uint64_t>;  // where it begins and ends in the text
+
+// The numbers of a text up to its first fault.
+std::vector<Number> numbers_of(std::string_view text) {
+    struct : JsonEvents {
+        std::vector<Number> found;
+        void number(uint64_t begin, uint64_t end) override { found.emplace_back(begin, end); }
+    } numbers;
+    scan_json(text, UINT64_MAX, numbers);
+    return std::move(numbers.found);
+}
+
 // The text with ".0" behind each integer that needs more than 64 bits: the parser takes such a
 // number only when it looks like a double.
 std::string with_great_integers_as_doubles(std::string_view text) {
     std::string result;
     result.reserve(text.size() + 64);
-    for (std::size_t at = 0; at < text.size();) {
-        std::size_t end = at + 1;
-        if (text[at] == '"') {
-            while (end < text.size() && text[end] != '"') end += text[end] == '\\' ? 2 : 1;
-            end = std::min(end + 1, text.size());
-        } else if (text[at] == '-' || (text[at] >= '0' && text[at] <= '9')) {
-            end = std::min(text.find_first_not_of("0123456789+-.eE", at), text.size());
-        }
-        const std::string_view token = text.substr(at, end - at);
-        result += token;
-        if (is_integer_beyond_64_bits(token)) result += ".0";
-        at = end;
+    uint64_t copied = 0;
+    for (const auto& [begin, end] : numbers_of(text)) {
+        if (!is_integer_beyond_64_bits(text.substr(begin, end - begin))) continue;
+        result.append(text, copied, end - copied).append(".0");
+        copied = end;
     }
-    return result;
+    return result.append(text, copied);
+}
+
+// Where the first number begins that no double holds.
+std::optional<uint64_t> find_great_number(std::string_view text) {
+    dom::parser parser;
+    for (const auto& [begin, end] : numbers_of(text)) {
+        const std::string number = with_great_integers_as_doubles(text.substr(begin, end - begin));
+        if (parser.parse(number).error() == simdjson::NUMBER_ERROR) return begin;
+    }
+    return std::nullopt;
 }
 
 // Whether a failure has a place in the text.
@@ -260,7 +277,7 @@ NQStatus JsonDocument::locate(std::string_view text, NQStatus status, TextPositi
         if (offset) {
             status = NQ_HOST_STATUS_JSON_SYNTAX;
         } else {
-            offset = find_great_json_number(text);
+            offset = find_great_number(text);
         }
     }
     if (offset) where = position_of(text, *offset);

@@ -4,7 +4,6 @@ namespace nq {
 namespace {
 
 void append_control(std::string& out, char byte) {
-    constexpr char kDigits[] = "0123456789abcdef";
     switch (byte) {
         case '\b':
             out += "\\b";
@@ -22,13 +21,19 @@ void append_control(std::string& out, char byte) {
             out += "\\r";
             break;
         default:
-            out += "\\u00";
-            out += kDigits[byte >> 4];
-            out += kDigits[byte & 15];
+            append_unicode_escape(out, byte);
     }
 }
 
 }  // namespace
+
+void append_unicode_escape(std::string& out, char character) {
+    constexpr char kDigits[] = "0123456789abcdef";
+    const auto code = static_cast<unsigned char>(character);
+    out += "\\u00";
+    out += kDigits[code >> 4];
+    out += kDigits[code & 15];
+}
 
 void append_json_escaped(std::string& out, std::string_view text) {
     for (const char byte : text) {
