@@ -3,23 +3,19 @@
 #include <algorithm>
 #include <map>
 #include <new>
+#include <optional>
 #include <span>
 
 #include "standalone/base/utf8.hpp"
-#include "standalone/text/messages.hpp"
-#include "standalone/values/strings.hpp"
+#include "standalone/values/access.hpp"
 #include "typed/key_lines.hpp"
-#include "typed/validation.hpp"
+#include "typed/value_text.hpp"
+#include "typed/verdict.hpp"
 
 namespace nq {
 namespace {
 
 using Kind = PlainValue::Kind;
-
-NQDictionary* dictionary_of(InstanceHeader* instance) noexcept {
-    const bool is_one = instance && instance->isType(instance, "NQDictionary") == 1;
-    return is_one ? reinterpret_cast<NQDictionary*>(instance) : nullptr;
-}
 
 std::string joined(std::span<const std::string> keys) {
     std::string result;
@@ -51,7 +47,7 @@ class Copier {
             Held<NQArray> keys;
             status = source->listKeys(source, keys.out());
             if (status) return status;
-            for (InstanceHeader* element : std::span(keys->elements, keys->count)) {
+            for (InstanceHeader* element : elements_of(*keys.get())) {
                 auto* key = reinterpret_cast<NQU8String*>(element);
                 InstanceHeader* value = nullptr;
                 source->get(source, key, &value);
@@ -141,7 +137,7 @@ class Copier {
             }
         }
         if (status == NQ_STATUS_WRONG_TYPE) {
-            add_verdict(leaf, plain, status, {});
+            add(leaf, plain, wrong_type(leaf, plain));
             return NQ_STATUS_OK;
         }
         return status ? status : check(leaf, plain, made);
@@ -158,7 +154,7 @@ class Copier {
         const PlainValue plain = plain_value_of(&block->header, Kind::kText);
         status = make_typed_value(json_, pool_, leaf, plain, made.out());
         if (status == NQ_STATUS_WRONG_TYPE) {
-            add_verdict(leaf, text, status, {});
+            add(leaf, text, wrong_type(leaf, text));
             return NQ_STATUS_OK;
         }
         return status ? status : check(leaf, plain, made);
@@ -166,44 +162,30 @@ class Copier {
 
     NQStatus check(const DefinitionNode& leaf, const PlainValue& plain,
                    Held<InstanceHeader>& made) {
-        NQStatus verdict = NQ_STATUS_OK;
-        InstanceApi* api = services_.api();
-        NQStatus status = check_typed_value(api, leaf, made.get(), &verdict, nullptr);
-        if (status == NQ_STATUS_OK && verdict == NQ_STATUS_OK) return NQ_STATUS_OK;
-        if (status == NQ_STATUS_NO_MEMORY) return status;
-        if (status) {
-            // The definition cannot be used with this value.
-            add(FaultKind::kDefinition, shown_value(plain), "",
-                "the definition cannot be used: " + std::string(message_text(status)), status);
-            made.reset();
-            return NQ_STATUS_OK;
-        }
-        // Only a value with a fault is checked in a run, which makes the message.
-        Validation validation;
-        status = validation.start(api, services_.strings(), services_.arrays(), pool_);
-        if (status) return status;
-        status = check_typed_value(api, leaf, made.get(), &verdict, validation.get());
-        if (status) return status;
-        const uint64_t count = validation.count();
-        add_verdict(leaf, plain, verdict,
-                    count ? validation.message(count - 1) : std::string_view());
+        std::optional<ValueFault> fault;
+        const NQStatus status = check_value(json_, pool_, leaf, plain, made.get(), fault);
+        if (status || !fault) return status;
+        add(leaf, plain, std::move(*fault));
         made.reset();
         return NQ_STATUS_OK;
     }
 
     static std::string expected_by(const DefinitionNode& leaf, FaultKind kind) {
-        if (kind == FaultKind::kValues) return "one of " + shown_accepted_values(leaf);
-        if (kind != FaultKind::kBounds) return expectation(leaf);
-        return "a number " + shown_limits(leaf);
+        switch (kind) {
+            case FaultKind::kDefinition:
+                return {};
+            case FaultKind::kValues:
+                return "one of " + shown_accepted_values(leaf);
+            case FaultKind::kBounds:
+                return "a number " + shown_limits(leaf);
+            default:
+                return expectation(leaf);
+        }
     }
 
-    void add_verdict(const DefinitionNode& leaf, const PlainValue& plain, NQStatus verdict,
-                     std::string_view run_message) {
-        FaultKind kind = FaultKind::kType;
-        if (verdict == NQ_STATUS_OUT_OF_BOUNDS) kind = FaultKind::kBounds;
-        if (verdict == NQ_STATUS_NOT_ACCEPTED) kind = FaultKind::kValues;
-        add(kind, shown_value(plain), expected_by(leaf, kind),
-            fault_text(leaf, plain, verdict, run_message), verdict);
+    void add(const DefinitionNode& leaf, const PlainValue& plain, ValueFault fault) {
+        add(fault.kind, shown_value(plain), expected_by(leaf, fault.kind), std::move(fault.message),
+            fault.status);
     }
 
     void add(FaultKind kind, std::string value, std::string expected, std::string message,
@@ -243,28 +225,6 @@ class Copier {
 
 }  // namespace
 
-std::string_view name_of(FaultKind kind) noexcept {
-    switch (kind) {
-        case FaultKind::kType:
-            return "type";
-        case FaultKind::kBounds:
-            return "bounds";
-        case FaultKind::kValues:
-            return "values";
-        case FaultKind::kSection:
-            return "section";
-        case FaultKind::kUnknownKey:
-            return "unknown-key";
-        case FaultKind::kMissingKey:
-            return "missing-key";
-        case FaultKind::kDefinition:
-            return "definition";
-        case FaultKind::kSyntax:
-            return "syntax";
-    }
-    return {};
-}
-
 std::string Fault::section() const {
     return joined(std::span(path).first(path.empty() ? 0 : path.size() - 1));
 }
@@ -283,7 +243,7 @@ NQStatus replace_characters(const Services& services, HostPool* pool, const Defi
                             NQDictionary* typed) {
     Held<NQArray> keys;
     if (const NQStatus status = typed->listKeys(typed, keys.out())) return status;
-    for (InstanceHeader* element : std::span(keys->elements, keys->count)) {
+    for (InstanceHeader* element : elements_of(*keys.get())) {
         auto* key = reinterpret_cast<NQU8String*>(element);
         const DefinitionNode* node = section.child(text_of(*key));
         InstanceHeader* value = nullptr;
@@ -294,7 +254,7 @@ NQStatus replace_characters(const Services& services, HostPool* pool, const Defi
             // Never anything but a dictionary in a typed copy.
             status =
                 replace_characters(services, pool, *node, reinterpret_cast<NQDictionary*>(value));
-        } else if (value->isType(value, "NQCharInstance")) {
+        } else if (is(value, "NQCharInstance")) {
             uint8_t bytes[4];
             const unsigned count =
                 encode_utf8(reinterpret_cast<NQCharInstance*>(value)->value, bytes);

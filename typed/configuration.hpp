@@ -6,25 +6,10 @@
 #include <vector>
 
 #include "typed/definitions.hpp"
+#include "typed/fault_kind.hpp"
 #include "typed/value.hpp"
 
 namespace nq {
-
-enum class FaultKind : uint8_t {
-    kType,        // not of the type that the definition names
-    kBounds,      // below the minimum or above the maximum
-    kValues,      // none of the accepted values
-    kSection,     // a value where a section belongs, or the other way round
-    kUnknownKey,  // there is no definition for the key
-    kMissingKey,  // a definition without its key
-    kDefinition,  // the library refused to check the value
-    kSyntax,      // the text itself is not valid; nothing else of it is known
-};
-
-inline constexpr std::size_t kFaultKindCount = 8;
-
-// The names of the kinds in machine-readable output, such as "unknown-key".
-std::string_view name_of(FaultKind kind) noexcept;
 
 struct Fault {
     FaultKind kind = FaultKind::kType;

@@ -6,33 +6,23 @@
 
 namespace nq {
 
-// The data types that a definition can name.
-enum class DataType : uint8_t {
-    kArray,
-    kDictionary,
-    kInteger,
-    kDouble,
-    kBoolean,
-    kInt32,
-    kUInt32,
-    kInt64,
-    kUInt64,
-    kChar,
-    kString,
-    kData,
-    kDate,
-    kTime,
-    kDateTime,
-    kInstance,
-};
+// The data types that a definition can name, with their keywords as "dataType" holds them.
+#define NQ_DATA_TYPES(row)                                                                        \
+    row(kArray, "array") row(kDictionary, "dictionary") row(kInteger, "integer")                  \
+        row(kDouble, "double") row(kBoolean, "boolean") row(kInt32, "int32")                      \
+            row(kUInt32, "uint32") row(kInt64, "int64") row(kUInt64, "uint64") row(kChar, "char") \
+                row(kString, "string") row(kData, "data") row(kDate, "date") row(kTime, "time")   \
+                    row(kDateTime, "datetime") row(kInstance, "instance")
 
-// The keywords as "dataType" holds them, in the order of the types.
-inline constexpr std::string_view kDataTypeKeywords[] = {
-    "array",  "dictionary", "integer", "double", "boolean", "int32", "uint32",   "int64",
-    "uint64", "char",       "string",  "data",   "date",    "time",  "datetime", "instance",
-};
+#define NQ_TYPE(type, keyword) type,
+enum class DataType : uint8_t { NQ_DATA_TYPES(NQ_TYPE) };
+#undef NQ_TYPE
+
+// In the order of the types.
+#define NQ_KEYWORD(type, keyword) keyword,
+inline constexpr std::string_view kDataTypeKeywords[] = {NQ_DATA_TYPES(NQ_KEYWORD)};
+#undef NQ_KEYWORD
 inline constexpr std::size_t kDataTypeCount = sizeof kDataTypeKeywords / sizeof *kDataTypeKeywords;
-static_assert(kDataTypeCount == static_cast<std::size_t>(DataType::kInstance) + 1);
 
 inline constexpr std::string_view keyword_of(DataType type) noexcept {
     return kDataTypeKeywords[static_cast<std::size_t>(type)];
@@ -57,6 +47,25 @@ inline constexpr bool is_numeric(DataType type) noexcept {
             return true;
         default:
             return false;
+    }
+}
+
+// The least and the greatest number of a type of whole numbers; those of Int64 for all others.
+struct WholeRange {
+    int64_t least = INT64_MIN;
+    uint64_t most = INT64_MAX;
+};
+
+inline constexpr WholeRange whole_range(DataType type) noexcept {
+    switch (type) {
+        case DataType::kInt32:
+            return {INT32_MIN, INT32_MAX};
+        case DataType::kUInt32:
+            return {0, UINT32_MAX};
+        case DataType::kUInt64:
+            return {0, UINT64_MAX};
+        default:
+            return {};
     }
 }
 

@@ -1,6 +1,7 @@
 #include "typed/record_checker.hpp"
 
 #include <algorithm>
+#include <optional>
 #include <vector>
 
 #include "nqinstance/base/held.hpp"
@@ -8,8 +9,9 @@
 #include "standalone/json/document.hpp"
 #include "standalone/json/escape.hpp"
 #include "standalone/text/messages.hpp"
-#include "standalone/values/strings.hpp"
-#include "typed/validation.hpp"
+#include "standalone/values/access.hpp"
+#include "typed/value_text.hpp"
+#include "typed/verdict.hpp"
 
 namespace nq {
 namespace {
@@ -250,13 +252,14 @@ class RecordChecker::Impl {
         Held<InstanceHeader> made;
         NQStatus status = make_typed_value(services_, pool_, leaf, value, made.out());
         if (status == NQ_STATUS_WRONG_TYPE) {
-            return refuse(at_path(leaf, fault_text(leaf, value, status, {})));
+            return refuse(at_path(leaf, wrong_type(leaf, value).message));
         }
         if (status) return status;
-        NQStatus verdict = NQ_STATUS_OK;
-        status = check_typed_value(services_.instances, leaf, made.get(), &verdict, nullptr);
-        if (status || verdict) return refuse_value(leaf, value, made.get(), status);
-        if (may_be_character && made && made->isType(made.get(), "NQCharInstance")) {
+        std::optional<ValueFault> wrong;
+        status = check_value(services_, pool_, leaf, value, made.get(), wrong);
+        if (status) return status;
+        if (wrong) return refuse(at_path(leaf, wrong->message));
+        if (may_be_character && is(made.get(), "NQCharInstance")) {
             return store_text(value.text, out);
         }
         *out = made.take();
@@ -271,28 +274,6 @@ class RecordChecker::Impl {
         value.kind = PlainValue::Kind::kContainer;
         value.container = container.get();
         return status;
-    }
-
-    // Says what is wrong with an instance that the library did not find valid, or with the
-    // definition, which is `unusable` then. Only now the value is checked in a run, for its
-    // message.
-    NQStatus refuse_value(const DefinitionNode& leaf, const PlainValue& value, InstanceHeader* made,
-                          NQStatus unusable) {
-        if (unusable == NQ_STATUS_NO_MEMORY) return unusable;
-        if (unusable) {
-            return refuse(at_path(
-                leaf, "the definition cannot be used: " + without_stop(message_text(unusable))));
-        }
-        InstanceApi* api = services_.instances;
-        Validation validation;
-        NQStatus verdict = NQ_STATUS_OK;
-        NQStatus status = validation.start(api, services_.strings, services_.arrays, pool_);
-        if (!status) status = check_typed_value(api, leaf, made, &verdict, validation.get());
-        if (status) return status;
-        const uint64_t count = validation.count();
-        return refuse(
-            at_path(leaf, fault_text(leaf, value, verdict,
-                                     count ? validation.message(count - 1) : std::string_view())));
     }
 
     NQStatus store_text(std::string_view text, InstanceHeader** out) noexcept {

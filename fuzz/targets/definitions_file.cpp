@@ -11,6 +11,7 @@
 #include "standalone/values/strings.hpp"
 #include "typed/configuration.hpp"
 #include "typed/key_lines.hpp"
+#include "typed/value_text.hpp"
 
 namespace nq::fuzz {
 namespace {

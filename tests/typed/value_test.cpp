@@ -16,6 +16,7 @@
 #include "tests/typed/support.hpp"
 #include "typed/dates.hpp"
 #include "typed/validation.hpp"
+#include "typed/value_text.hpp"
 
 namespace nq {
 namespace {

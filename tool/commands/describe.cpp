@@ -9,7 +9,7 @@
 #include "tool/commands/definitions_file.hpp"
 #include "tool/commands/json_text.hpp"
 #include "tool/commands/session.hpp"
-#include "typed/value.hpp"
+#include "typed/value_text.hpp"
 
 namespace nq::tool {
 namespace {
