@@ -2,44 +2,20 @@
 
 #include <algorithm>
 #include <bit>
-#include <cmath>
-#include <cstring>
 #include <optional>
+#include <set>
 #include <span>
-#include <utility>
 
 #include "nqinstance/host/status.h"
+#include "standalone/base/utf8.hpp"
+#include "standalone/json/scan.hpp"
 #include "standalone/text/messages.hpp"
-#include "standalone/values/strings.hpp"
+#include "standalone/values/access.hpp"
+#include "typed/bound_rule.hpp"
 #include "typed/key_lines.hpp"
 
 namespace nq {
 namespace {
-
-bool is(InstanceHeader* instance, const char* type) noexcept {
-    return instance && instance->isType(instance, type) == 1;
-}
-
-NQDictionary* dictionary_of(InstanceHeader* instance) noexcept {
-    return is(instance, "NQDictionary") ? reinterpret_cast<NQDictionary*>(instance) : nullptr;
-}
-
-NQArray* array_of(InstanceHeader* instance) noexcept {
-    return is(instance, "NQArray") ? reinterpret_cast<NQArray*>(instance) : nullptr;
-}
-
-std::optional<std::string_view> string_of(InstanceHeader* instance) noexcept {
-    if (!is(instance, "NQU8String")) return std::nullopt;
-    return text_of(*reinterpret_cast<NQU8String*>(instance));
-}
-
-// The entry, or nothing; a null entry is null.
-std::optional<InstanceHeader*> find(NQDictionary* dictionary, std::string_view key) noexcept {
-    InstanceHeader* value = nullptr;
-    const auto* bytes = reinterpret_cast<const uint8_t*>(key.data());
-    if (!dictionary->find(dictionary, bytes, key.size(), &value)) return std::nullopt;
-    return value;
-}
 
 std::string quoted(std::string_view text) {
     std::string result;
@@ -49,69 +25,47 @@ std::string quoted(std::string_view text) {
 
 // A definition is an object with a string "dataType".
 bool is_definition(NQDictionary* dictionary) noexcept {
-    const auto data_type = find(dictionary, "dataType");
+    const auto data_type = entry_of(dictionary, "dataType");
     return data_type && string_of(*data_type);
 }
 
-// What "min", "max" and the numbers of "values" may be for one type.
-class BoundRule {
+// Looks for a key that stands twice in one object of a JSON text.
+class RepeatedKeys : public JsonEvents {
   public:
-    explicit BoundRule(DataType type) noexcept : type_(type) {}
+    // The first such key with its line; line 0: there is none.
+    const DefinitionsError& error() const noexcept { return error_; }
 
-    // Empty when the library reads the bound as what it says; else what it must be.
-    std::string_view refusal(InstanceHeader* bound) const noexcept {
-        const bool is_usable = type_ == DataType::kDouble ? is_number(bound) : is_in_range(bound);
-        if (is_usable) return {};
-        const auto keyword = string_of(bound);
-        const bool is_keyword = keyword && (*keyword == "min" || *keyword == "max");
-        // The library knows no keywords for this type.
-        if (type_ == DataType::kUInt64) return "a whole number from 0 to 18446744073709551615";
-        if (is_keyword) return {};
-        switch (type_) {
-            case DataType::kDouble:
-                return "a number, \"min\" or \"max\"";
-            case DataType::kInt32:
-                return "a whole number from -2147483648 to 2147483647, \"min\" or \"max\"";
-            case DataType::kUInt32:
-                return "a whole number from 0 to 4294967295, \"min\" or \"max\"";
-            default:
-                return "a whole number from -9223372036854775808 to 9223372036854775807, \"min\" "
-                       "or \"max\"";
+    void open(char) override { open_.emplace_back(); }
+    void close() override { open_.pop_back(); }
+    void key(std::string_view key, uint32_t line) override {
+        Container& object = open_.back();
+        object.key = key;
+        if (object.keys.emplace(key).second || error_.line) return;
+        std::string path;
+        for (const Container& container : open_) {
+            // An array has no keys.
+            if (!container.keys.empty()) path.append(container.key).append(1, '.');
         }
+        path.pop_back();
+        error_ = {line, 0, path + ": the key is given twice"};
     }
 
   private:
-    static bool is_number(InstanceHeader* bound) noexcept {
-        return is(bound, "NQInt64Instance") || is(bound, "NQUInt64Instance") ||
-               is(bound, "NQDoubleInstance");
-    }
-
-    // The library cuts what is out of the range of the type, without a word.
-    bool is_in_range(InstanceHeader* bound) const noexcept {
-        const auto fits = [this](auto value) {
-            switch (type_) {
-                case DataType::kInt32:
-                    return std::in_range<int32_t>(value);
-                case DataType::kUInt32:
-                    return std::in_range<uint32_t>(value);
-                case DataType::kUInt64:
-                    return std::in_range<uint64_t>(value);
-                default:
-                    return std::in_range<int64_t>(value);
-            }
-        };
-        if (is(bound, "NQInt64Instance"))
-            return fits(reinterpret_cast<NQInt64Instance*>(bound)->value);
-        if (is(bound, "NQUInt64Instance"))
-            return fits(reinterpret_cast<NQUInt64Instance*>(bound)->value);
-        if (!is(bound, "NQDoubleInstance")) return false;
-        const double value = reinterpret_cast<NQDoubleInstance*>(bound)->value;
-        if (std::trunc(value) != value || std::fabs(value) >= 0x1p63) return false;
-        return fits(static_cast<int64_t>(value));
-    }
-
-    DataType type_;
+    struct Container {
+        std::set<std::string, std::less<>> keys;
+        std::string key;  // the last one
+    };
+    std::vector<Container> open_;  // from the outermost
+    DefinitionsError error_;
 };
+
+bool has_repeated_key(std::string_view text, DefinitionsError& error) {
+    RepeatedKeys keys;
+    scan_json(without_byte_order_mark(text), UINT64_MAX, keys);
+    if (!keys.error().line) return false;
+    error = keys.error();
+    return true;
+}
 
 class Loader {
   public:
@@ -124,12 +78,9 @@ class Loader {
         if (keys_.size() > kMaxDefinitionDepth) {
             return refuse("sections lie in one another too deep");
         }
-        Held<NQArray> list;
-        if (object->listKeys(object, list.out())) throw std::bad_alloc();
-        for (uint64_t i = 0; i != list->count; ++i) {
-            const auto& key = *reinterpret_cast<NQU8String*>(list->elements[i]);
-            keys_.emplace_back(text_of(key));
-            if (!add_child(node, *find(object, text_of(key)))) return false;
+        for (const std::string& key : keys_of(object)) {
+            keys_.push_back(key);
+            if (!add_child(node, *entry_of(object, key))) return false;
             keys_.pop_back();
         }
         index(node);
@@ -154,10 +105,11 @@ class Loader {
     }
 
     bool fill_leaf(DefinitionNode& leaf, NQDictionary* definition) {
-        const std::string_view keyword = *string_of(*find(definition, "dataType"));
+        const std::string_view keyword = *string_of(*entry_of(definition, "dataType"));
         const std::optional<DataType> type = data_type_of(keyword);
         if (!type) return refuse("unknown data type " + quoted(keyword), "dataType");
         leaf.type = *type;
+        if (!check_entries(definition)) return false;
         if (!read_expected_types(leaf, definition)) return false;
         if (!check_limits(leaf, definition)) return false;
         leaf.takes_uint64 = is_free_of_signed_limits(definition);
@@ -166,8 +118,18 @@ class Loader {
         return true;
     }
 
+    // Every entry means something, so that none is misspelt.
+    bool check_entries(NQDictionary* definition) {
+        for (const std::string& key : keys_of(definition)) {
+            if (!is_among(key, kEntries)) return refuse("unknown entry " + quoted(key), key);
+        }
+        const auto description = entry_of(definition, "description");
+        if (!description || string_of(*description)) return true;
+        return refuse("\"description\" must be text", "description");
+    }
+
     bool read_expected_types(DefinitionNode& leaf, NQDictionary* definition) {
-        const auto list = find(definition, "expectedTypes");
+        const auto list = entry_of(definition, "expectedTypes");
         if (!list) return true;
         const auto refuse_list = [this](const std::string& what) {
             return refuse(what, "expectedTypes");
@@ -179,12 +141,12 @@ class Loader {
         if (!array) return refuse_list("\"expectedTypes\" must be an array");
         if (!array->count) return refuse_list("\"expectedTypes\" is empty: nothing would fit");
         leaf.has_expected_types = true;
-        for (InstanceHeader* element : std::span(array->elements, array->count)) {
+        for (InstanceHeader* element : elements_of(*array)) {
             NQDictionary* entry = dictionary_of(element);
             if (!entry || !is_definition(entry)) {
                 return refuse_list("an entry of \"expectedTypes\" has no \"dataType\"");
             }
-            const std::string_view keyword = *string_of(*find(entry, "dataType"));
+            const std::string_view keyword = *string_of(*entry_of(entry, "dataType"));
             const std::optional<DataType> type = data_type_of(keyword);
             if (!type) {
                 return refuse_list("unknown data type " + quoted(keyword) +
@@ -193,9 +155,11 @@ class Loader {
             if (type == DataType::kInstance) {
                 return refuse_list("\"instance\" cannot stand in \"expectedTypes\"");
             }
-            for (const std::string_view limit : kLimits) {
-                if (!find(entry, limit)) continue;
-                return refuse_list(quoted(limit) + " has no effect within \"expectedTypes\"");
+            for (const std::string& key : keys_of(entry)) {
+                if (key == "dataType" || key == "description") continue;
+                return refuse_list((is_among(key, kEntries) ? quoted(key) + " has no effect"
+                                                            : "unknown entry " + quoted(key)) +
+                                   " within \"expectedTypes\"");
             }
             leaf.expected_types.push_back(*type);
         }
@@ -219,7 +183,7 @@ class Loader {
     bool check_limits(DefinitionNode& leaf, NQDictionary* definition) {
         const std::vector<BoundRule> rules = rules_of(leaf);
         for (const std::string_view limit : kLimits) {
-            const auto value = find(definition, limit);
+            const auto value = entry_of(definition, limit);
             if (!value) continue;
             const std::string name(limit);
             const bool is_list = limit == "values";
@@ -234,42 +198,74 @@ class Loader {
                 return false;
             }
         }
-        return true;
+        if (!is_empty(rules, definition)) return true;
+        return refuse("\"min\" is above \"max\": nothing would fit", "min");
     }
 
     bool check_bound(const std::vector<BoundRule>& rules, InstanceHeader* bound,
                      const std::string& shown, const std::string& key) {
         for (const BoundRule& rule : rules) {
-            const std::string_view wanted = rule.refusal(bound);
-            if (!wanted.empty()) return refuse(shown + " must be " + std::string(wanted), key);
+            const std::string wanted = rule.refusal(bound);
+            if (!wanted.empty()) return refuse(shown + " must be " + wanted, key);
         }
         return true;
     }
 
     bool check_values(const std::vector<BoundRule>& rules, InstanceHeader* values) {
-        NQArray* array = array_of(values);
-        if (!array) return refuse("\"values\" must be an array", "values");
-        for (InstanceHeader* element : std::span(array->elements, array->count)) {
+        NQArray* array = array_of_values(values);
+        if (!array) return false;
+        for (InstanceHeader* element : elements_of(*array)) {
             NQDictionary* range = dictionary_of(element);
-            if (!range) {
-                if (!check_bound(rules, element, "an entry of \"values\"", "values")) return false;
-                continue;
-            }
-            for (const std::string bound : {"min", "max"}) {
-                const auto value = find(range, bound);
-                const std::string shown = quoted(bound) + " of a range in \"values\"";
-                if (!value) return refuse(shown + " is missing", "values");
-                if (!check_bound(rules, *value, shown, "values")) return false;
+            if (range ? !check_range(rules, range)
+                      : !check_bound(rules, element, "an entry of \"values\"", "values")) {
+                return false;
             }
         }
         return true;
     }
 
-    bool read_accepted_texts(DefinitionNode& leaf, InstanceHeader* values) {
+    bool check_range(const std::vector<BoundRule>& rules, NQDictionary* range) {
+        const std::string of_range = " of a range in \"values\"";
+        for (const std::string bound : {"min", "max"}) {
+            const auto value = entry_of(range, bound);
+            const std::string shown = quoted(bound) + of_range;
+            if (!value) return refuse(shown + " is missing", "values");
+            if (!check_bound(rules, *value, shown, "values")) return false;
+        }
+        for (const std::string& key : keys_of(range)) {
+            if (key == "min" || key == "max") continue;
+            return refuse("unknown entry " + quoted(key) + of_range, "values");
+        }
+        if (!is_empty(rules, range)) return true;
+        return refuse("\"min\"" + of_range + " is above its \"max\"", "values");
+    }
+
+    // Whether the bounds, neither of which is refused, leave no number to a type.
+    static bool is_empty(const std::vector<BoundRule>& rules, NQDictionary* bounds) noexcept {
+        const auto least = entry_of(bounds, "min");
+        const auto most = entry_of(bounds, "max");
+        if (!least || !most) return false;
+        return std::any_of(rules.begin(), rules.end(),
+                           [&](const BoundRule& rule) { return rule.is_above(*least, *most); });
+    }
+
+    // Null: what "values" holds is refused.
+    NQArray* array_of_values(InstanceHeader* values) {
         NQArray* array = array_of(values);
-        if (!array) return refuse("\"values\" must be an array", "values");
+        if (!array) {
+            refuse("\"values\" must be an array", "values");
+        } else if (!array->count) {
+            refuse("\"values\" is empty: nothing would fit", "values");
+            return nullptr;
+        }
+        return array;
+    }
+
+    bool read_accepted_texts(DefinitionNode& leaf, InstanceHeader* values) {
+        NQArray* array = array_of_values(values);
+        if (!array) return false;
         leaf.has_accepted_texts = true;
-        for (InstanceHeader* element : std::span(array->elements, array->count)) {
+        for (InstanceHeader* element : elements_of(*array)) {
             const auto text = string_of(element);
             if (!text) return refuse("an entry of \"values\" must be text", "values");
             leaf.accepted_texts.emplace_back(*text);
@@ -285,13 +281,13 @@ class Loader {
 
     static bool is_free_of_signed_limits(NQDictionary* definition) noexcept {
         for (const std::string_view bound : {"min", "max"}) {
-            const auto value = find(definition, bound);
+            const auto value = entry_of(definition, bound);
             if (value && is_negative_or_not_whole(*value)) return false;
         }
-        const auto values = find(definition, "values");
+        const auto values = entry_of(definition, "values");
         NQArray* array = values ? array_of(*values) : nullptr;
         if (!array) return true;
-        const std::span elements(array->elements, array->count);
+        const auto elements = elements_of(*array);
         return std::none_of(elements.begin(), elements.end(), [](InstanceHeader* element) {
             NQDictionary* range = dictionary_of(element);
             return range ? !is_free_of_signed_limits(range) : is_negative_or_not_whole(element);
@@ -311,7 +307,7 @@ class Loader {
     }
 
     // The place is that of `key` in the object at keys_, or of the object itself.
-    bool refuse(const std::string& what, std::string_view key = {}) {
+    bool refuse(const std::string& what, std::optional<std::string_view> key = std::nullopt) {
         std::string shown;
         for (const std::string& name : keys_) {
             if (&name != keys_.data()) shown += '.';
@@ -319,7 +315,7 @@ class Loader {
         }
         error_.what = shown + ": " + what;
         std::vector<std::string> wanted = keys_;
-        if (!key.empty()) wanted.emplace_back(key);
+        if (key) wanted.emplace_back(*key);
         visit_json_keys(text_, [&](std::span<const std::string> path, uint32_t line) {
             if (std::equal(path.begin(), path.end(), wanted.begin(), wanted.end()))
                 error_.line = line;
@@ -327,7 +323,21 @@ class Loader {
         return false;
     }
 
+    static std::vector<std::string> keys_of(NQDictionary* dictionary) {
+        Held<NQArray> list;
+        if (dictionary->listKeys(dictionary, list.out())) throw std::bad_alloc();
+        std::vector<std::string> keys;
+        for (InstanceHeader* key : elements_of(*list.get())) keys.emplace_back(*string_of(key));
+        return keys;
+    }
+
+    static bool is_among(std::string_view key, std::span<const std::string_view> keys) noexcept {
+        return std::find(keys.begin(), keys.end(), key) != keys.end();
+    }
+
     static constexpr std::string_view kLimits[] = {"min", "max", "values"};
+    static constexpr std::string_view kEntries[] = {"dataType", "min",           "max",
+                                                    "values",   "expectedTypes", "description"};
 
     std::string_view text_;
     std::vector<const DefinitionNode*>& leaves_;
@@ -358,6 +368,8 @@ bool Definitions::load(const JsonServices& services, HostPool* pool, std::string
         error = {1, 0, "the definitions are not an object"};
     } else if (is_definition(top)) {
         error = {1, 0, "the top of the definitions is a definition instead of a section"};
+    } else if (has_repeated_key(text, error)) {
+        // The dictionaries have the last of the values only.
     } else if (Loader(text, leaves_, error).fill_section(root_, top)) {
         return true;
     }

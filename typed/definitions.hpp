@@ -81,9 +81,11 @@ class Definitions {
     // Reads the text into instances of `pool`, which outlives this object. False: `error` says
     // why, and the definitions are empty.
     //
-    // Refused are: text that is not JSON, a top that is no object, a place that is no object, a
-    // "dataType" that is not known, "min", "max" and "values" that the library cannot use with
-    // the type or would not check at all, and "expectedTypes" other than an array of definitions.
+    // Refused are: text that is not JSON, a top that is no object, a place that is no object, a key
+    // that stands twice in an object, a "dataType" that is not known, an entry of a definition that
+    // is not known, "min", "max" and "values" that the library cannot use with the type or would
+    // not check at all, or that leave nothing to fit, "expectedTypes" other than an array of
+    // definitions, and a "description" other than text.
     bool load(const JsonServices& services, HostPool* pool, std::string_view text,
               DefinitionsError& error);
 

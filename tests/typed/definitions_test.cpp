@@ -84,9 +84,86 @@ TEST_F(DefinitionsFile, EveryChildIsFoundAmongMany) {
     EXPECT_EQ(definitions.root().child("key"), nullptr);
 }
 
-TEST_F(DefinitionsFile, OtherEntriesOfADefinitionAreLeftAlone) {
-    EXPECT_EQ(error_of(leaf(R"({"dataType": "int32", "description": "a port", "default": 80})")),
+TEST_F(DefinitionsFile, EveryEntryOfADefinitionMeansSomething) {
+    EXPECT_EQ(error_of(leaf(R"({"description": "a port", "dataType": "int32"})")), "");
+    EXPECT_EQ(error_of(leaf("{\"dataType\": \"int32\",\n\"minn\": 1, \"max\": 2}")),
+              "5: section.key: unknown entry \"minn\"");
+    EXPECT_EQ(error_of(leaf("{\"requird\": true,\n\"dataType\": \"string\"}")),
+              "4: section.key: unknown entry \"requird\"");
+    EXPECT_EQ(error_of(leaf(R"({"dataType": "string", "": {"dataType": "string"}})")),
+              "4: section.key: unknown entry \"\"");
+    EXPECT_EQ(error_of(leaf("{\"dataType\": \"string\",\n\"description\": [\"a\"]}")),
+              "5: section.key: \"description\" must be text");
+    EXPECT_EQ(error_of(leaf("{\"dataTyp\": \"int32\",\n\"min\": 1}")),
+              "4: section.key.dataTyp: neither a definition nor a section: an object is missing");
+    // Of a section every entry is a key.
+    EXPECT_EQ(error_of(leaf(R"({"description": {"dataType": "string"}, "minn": {}})")), "");
+}
+
+TEST_F(DefinitionsFile, AKeyGivenTwiceIsRefusedWhereItStandsAgain) {
+    const std::string what = ": the key is given twice";
+    EXPECT_EQ(error_of("{\"a\": {},\n\"a\": {}}"), "2: a" + what);
+    EXPECT_EQ(error_of("\xef\xbb\xbf{\"a\": {},\n\"\\u0061\": {}}"), "2: a" + what);
+    EXPECT_EQ(error_of("{\"a\": {\"b\": {},\n\"c\": {\"a\": {}},\n\"b\": {}}}"), "3: a.b" + what);
+    EXPECT_EQ(error_of("{\"\": {\"\": {},\n\"\": {}}}"), "2: ." + what);
+    EXPECT_EQ(error_of(leaf("{\"dataType\": \"int32\", \"min\": 1,\n\"min\": 1}")),
+              "5: section.key.min" + what);
+    EXPECT_EQ(error_of(leaf("{\"dataType\": \"int32\", \"values\": [1, {\"min\": 1, \"max\": 2,\n"
+                            "\"max\": 3}]}")),
+              "5: section.key.values.max" + what);
+    // The same key in another object is another key.
+    EXPECT_EQ(error_of(R"({"a": {"a": {"a": {}}}, "b": {"a": {}},
+                           "c": {"dataType": "int32", "values": [{"min": 1, "max": 2},
+                                                                 {"min": 4, "max": 5}]}})"),
               "");
+}
+
+TEST_F(DefinitionsFile, BoundsThatLeaveNothingAreRefused) {
+    struct Case {
+        const char* type;
+        const char* least;
+        const char* most;
+        bool is_good;
+    };
+    const Case cases[] = {
+        {"int32", "2", "1", false},
+        {"int32", "1", "1", true},
+        {"int32", "-1", "-2", false},
+        {"int32", "-2", "-1", true},
+        {"int32", "1.0", "0", false},
+        {"int32", "\"max\"", "2147483646", false},
+        {"int32", "\"max\"", "2147483647", true},
+        {"int32", "-2147483647", "\"min\"", false},
+        {"int32", "\"min\"", "\"max\"", true},
+        {"uint32", "1", "\"min\"", false},
+        {"uint32", "0", "\"min\"", true},
+        {"int64", "9223372036854775807", "9223372036854775806", false},
+        {"integer", "\"max\"", "9223372036854775807", true},
+        {"integer", "\"max\"", "9223372036854775806", false},
+        {"uint64", "18446744073709551615", "18446744073709551614", false},
+        {"uint64", "9223372036854775807", "9223372036854775808", true},
+        {"double", "0.5", "0.25", false},
+        {"double", "-0.5", "0", true},
+        // The word is the least positive normal double.
+        {"double", "\"min\"", "0", false},
+        {"double", "0", "\"min\"", true},
+        {"double", "\"max\"", "1e308", false},
+    };
+    for (const auto& [type, least, most, is_good] : cases) {
+        const std::string bounds = std::string("\"max\": ") + most + ",\n\"min\": " + least + "}";
+        const std::string start = std::string("{\"dataType\": \"") + type + "\", ";
+        EXPECT_EQ(error_of(leaf(start + bounds)),
+                  is_good ? "" : "5: section.key: \"min\" is above \"max\": nothing would fit")
+            << type << ' ' << least << ' ' << most;
+        EXPECT_EQ(
+            error_of(leaf(start + "\"values\": [{" + bounds + "]}")),
+            is_good ? "" : "4: section.key: \"min\" of a range in \"values\" is above its \"max\"")
+            << type << ' ' << least << ' ' << most;
+    }
+    // Of several types each must be left something.
+    EXPECT_EQ(error_of(R"({"k": {"dataType": "instance", "min": "max", "max": 2147483647,
+                           "expectedTypes": [{"dataType": "int32"}, {"dataType": "int64"}]}})"),
+              "1: k: \"min\" is above \"max\": nothing would fit");
 }
 
 TEST_F(DefinitionsFile, ASectionMayHaveAKeyCalledDataType) {
@@ -200,7 +277,9 @@ TEST_F(DefinitionsFile, ValuesAreScalarsAndWholeRanges) {
         return leaf("{\"dataType\": \"uint32\",\n\"values\": " + std::string(values) + "}");
     };
     const std::string place = "5: section.key: ";
-    EXPECT_EQ(error_of(with("[]")), "");
+    EXPECT_EQ(error_of(with("[]")), place + "\"values\" is empty: nothing would fit");
+    EXPECT_EQ(error_of(with("[{\"min\": 1, \"max\": 2, \"step\": 1}]")),
+              place + "unknown entry \"step\" of a range in \"values\"");
     EXPECT_EQ(error_of(with("[1, {\"min\": 5, \"max\": \"max\"}]")), "");
     EXPECT_EQ(error_of(with("{\"min\": 5, \"max\": 9}")), place + "\"values\" must be an array");
     EXPECT_EQ(error_of(with("5")), place + "\"values\" must be an array");
@@ -221,13 +300,15 @@ TEST_F(DefinitionsFile, ValuesAreScalarsAndWholeRanges) {
 TEST_F(DefinitionsFile, ValuesOfTextAreTexts) {
     Definitions definitions;
     ASSERT_EQ(load(definitions, R"({"k": {"dataType": "string", "values": ["a", "b c", ""]},
-                                    "n": {"dataType": "char", "values": []}})"),
+                                    "n": {"dataType": "char", "values": [","]}})"),
               "");
     EXPECT_TRUE(definitions.leaves()[0]->has_accepted_texts);
     EXPECT_EQ(definitions.leaves()[0]->accepted_texts, (std::vector<std::string>{"a", "b c", ""}));
     EXPECT_TRUE(definitions.leaves()[1]->has_accepted_texts);
     EXPECT_EQ(error_of(R"({"k": {"dataType": "string", "values": ["a", 1]}})"),
               "1: k: an entry of \"values\" must be text");
+    EXPECT_EQ(error_of(R"({"k": {"dataType": "string", "values": []}})"),
+              "1: k: \"values\" is empty: nothing would fit");
     EXPECT_EQ(error_of(R"({"k": {"dataType": "string", "values": "a"}})"),
               "1: k: \"values\" must be an array");
 }
@@ -250,6 +331,11 @@ TEST_F(DefinitionsFile, ExpectedTypesAreDefinitionsOfOneType) {
               place + "\"instance\" cannot stand in \"expectedTypes\"");
     EXPECT_EQ(error_of(with(R"([{"dataType": "int32", "min": 1}])")),
               place + "\"min\" has no effect within \"expectedTypes\"");
+    EXPECT_EQ(error_of(with(R"([{"dataType": "int32", "expectedTypes": []}])")),
+              place + "\"expectedTypes\" has no effect within \"expectedTypes\"");
+    EXPECT_EQ(error_of(with(R"([{"dataType": "int32", "note": ""}])")),
+              place + "unknown entry \"note\" within \"expectedTypes\"");
+    EXPECT_EQ(error_of(with(R"([{"dataType": "int32", "description": ""}])")), "");
     EXPECT_EQ(error_of(leaf("{\"dataType\": \"int32\",\n\"expectedTypes\": []}")),
               place + "\"expectedTypes\" is for the data type \"instance\" only");
 }
@@ -274,12 +360,13 @@ TEST_F(DefinitionsFile, SectionsLieInOneAnotherUpToALimit) {
     EXPECT_NE(error.find("too deep"), error.npos) << error;
 }
 
-TEST_F(DefinitionsFile, ALineIsThatOfTheKeyThatCounts) {
-    // The parser keeps the last of two keys, and passes over strings and arrays.
-    EXPECT_EQ(error_of("{\"a\": {},\n\"b\": {\"x\":\n[{\"c\":\n1}, \"\\\"a\\\":{\"]},\n\"a\": 1}"),
-              "5: a: neither a definition nor a section: an object is missing");
-    EXPECT_EQ(error_of("{\"a\": {},\n\"a\": 1}"),
-              "2: a: neither a definition nor a section: an object is missing");
+TEST_F(DefinitionsFile, ALineIsThatOfTheKey) {
+    // Not of what looks like it in strings and arrays.
+    EXPECT_EQ(error_of("{\"s\": {\"b\":\n[{\"a\":\n1}, \"\\\"a\\\":{\"],\n\"a\": 1}}"),
+              "1: s.b: neither a definition nor a section: an object is missing");
+    EXPECT_EQ(
+        error_of("{\"b\": {\"dataType\": \"string\",\n\"values\": [\"\\\"a\\\":{\"]},\n\"a\": 1}"),
+        "3: a: neither a definition nor a section: an object is missing");
     EXPECT_EQ(error_of("{\"\\u0061\\n\\ud83d\\ude00\":\n{\"dataType\":\n\"q\"}}"),
               "2: a\n\xf0\x9f\x98\x80: unknown data type \"q\"");
 }
