@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Builds and tests, and closes with the sums.
 #   tests/run.sh [STAGE...]    or: make test STAGES="STAGE..."
-# Without a name: release, abi, asan-ubsan and tsan. `all` stands for every stage, in this order:
+# Without a name: release, abi, asan-ubsan and tsan. Which tests a stage runs is said by labels, in
+# CMakePresets.json. `all` stands for every stage, in this order:
 #   release         g++, every test but the long ones
 #   abi             clang without sanitizers: what the library shows, and its binary interface
 #   valgrind        the quick tests of the library under memcheck (a check for each program)
@@ -23,15 +24,6 @@ failed=0
 times=""
 # The seconds that a random test may take grow with a sanitizer: fewer rounds there.
 rounds=${ITER:-1000}
-# Inputs without end, which release walks through.
-exhaustive='AllStringsOfThreeBytes|AllThreeByteStrings|EdgeBytesAcrossBlocks|FourEdgeBytesAnywhere'
-exhaustive="$exhaustive|StringsOfEdgeBytes|EveryCodePoint|YearsWrapAndAreJudged|MillionKeys"
-# What release has shown already and a sanitizer makes slow: the library's choice of a body, which is
-# one of those that are tested by name, and long and random inputs.
-slow='/library |AsciiRunsOfEachLength|CasesChangeTheLetters'
-slow="$slow|^tool\.(text_random|compare_|stream_long_line|size_)"
-# Bodies between protected pages, which one build with a sanitizer is enough for.
-edges='EdgeBody\.'
 # The folders of the library's own tests, as targets.
 folders=(tests/{core,config,json,text,datefmt,validate,fault}/all)
 
@@ -54,15 +46,13 @@ build() {
     return 1
 }
 
-# run PRESET CTEST-ARGUMENT...
+# run PRESET: the tests that the preset chooses by their labels.
 run() {
-    local log=build/$1/ctest.log preset=$1 summary skipped
-    shift
-    ctest --test-dir "build/$preset" -j "$jobs" --output-on-failure --no-tests=error "$@" |
-        tee "$log" | grep -vE ' Passed |^ +Start +[0-9]+:'
+    local log=build/$1-tests.log summary skipped
+    ctest --preset "$1" -j "$jobs" | tee "$log" | grep -vE ' Passed |^ +Start +[0-9]+:'
     summary=$(sed -nE 's/.*, ([0-9]+) tests? failed out of ([0-9]+).*/\1 \2/p' "$log" | tail -n 1)
     if [ -z "$summary" ]; then
-        echo "$preset ran no tests"
+        echo "$1 ran no tests"
         count 0 1
         return
     fi
@@ -84,34 +74,25 @@ sums() {
     count $summary
 }
 
-stage_release() { build release all && run release -LE soak; }
+stage_release() { build release all && run release; }
 
-stage_asan-ubsan() {
-    build asan-ubsan all &&
-        ITER=$rounds run asan-ubsan -LE 'soak|surface' -E "$exhaustive|$slow"
-}
+stage_asan-ubsan() { build asan-ubsan all && ITER=$rounds run asan-ubsan; }
 
 stage_asan-ubsan-gcc() {
-    build asan-ubsan-gcc "${folders[@]}" &&
-        ITER=$rounds run asan-ubsan-gcc -L 'unit|fault|body|model' -E "$exhaustive|$slow|$edges|^[a-z]"
+    build asan-ubsan-gcc "${folders[@]}" && ITER=$rounds run asan-ubsan-gcc
 }
 
-stage_tsan() { build tsan thread_tests && run tsan -L thread; }
+stage_tsan() { build tsan thread_tests && run tsan; }
 
-stage_msan() {
-    # Two tests read on purpose what nobody wrote.
-    build msan memory_tests &&
-        ITER=$rounds run msan -L 'unit|fault|body|model' \
-            -E "$exhaustive|$slow|$edges|^[a-z]|FreshBytesAreGarbage|GuardModeEndsAtOneByteTooFar"
-}
+stage_msan() { build msan memory_tests && ITER=$rounds run msan; }
 
-stage_abi() { build clang nqinstance && run clang -R '^surface\.'; }
+stage_abi() { build clang nqinstance && run abi; }
 
-stage_coverage() { sums build/coverage.log tests/gate/coverage/run.sh build/coverage; }
+stage_coverage() { sums build/coverage.log tests/gate/coverage/run.sh; }
 
 stage_valgrind() {
     build release tests/gate/memory/all "${folders[@]}" &&
-        sums build/valgrind.log tests/gate/memory/valgrind.sh build/release
+        sums build/valgrind.log tests/gate/memory/valgrind.sh
 }
 
 # A rate depends on the machine, so here a target fails only where it has become far slower. What

@@ -7,7 +7,7 @@ cmake --preset release >&2
 cmake --build --preset release --target soak_tests >&2
 log=build/release/soak.log
 status=0
-ctest --test-dir build/release -L soak --no-tests=error --verbose >"$log" || status=$?
+ctest --preset soak --verbose >"$log" || status=$?
 sed -nE 's/^[0-9]+: (figure: )/\1/p' "$log"
 if [ "$status" -ne 0 ]; then grep -vE '^[0-9]+: figure: ' "$log"; fi
 grep -E '^[0-9]+% tests passed|^Total Test time' "$log"

@@ -1,0 +1,15 @@
+# ctest reads this behind the list of a program's tests, nq_names. Gives each the labels nq_labels and
+# those of nq_rules, LABEL=REGEX, whose expression its name meets; see nq_test.
+foreach(nq_name IN LISTS nq_names)
+  set(nq_its_labels ${nq_labels})
+  foreach(nq_rule IN LISTS nq_rules)
+    string(REGEX MATCH "^[a-z_]+" nq_label "${nq_rule}")
+    string(REGEX REPLACE "^[a-z_]+=" "" nq_expression "${nq_rule}")
+    if(nq_name MATCHES "${nq_expression}")
+      list(APPEND nq_its_labels ${nq_label})
+    endif()
+  endforeach()
+  list(REMOVE_DUPLICATES nq_its_labels)
+  set_tests_properties("${nq_name}" PROPERTIES LABELS "${nq_its_labels}")
+endforeach()
+unset(nq_names)
