@@ -1,13 +1,38 @@
 #!/bin/sh
-# Installs the packages that building and testing need, if any is missing.
+# Installs the packages of a set, if any is missing: setup.sh [--list] [run|test|bench|gate]
+#   run     a compiler, CMake, Ninja and the libraries of the tool
+#   test    what `make test` needs, too
+#   bench   the peers of the benchmarks
+#   gate    everything (as without a name)
+# With --list, only prints what the set holds.
 set -eu
 
-packages="g++ clang-14 lld-14 libclang-rt-14-dev cmake ninja-build ccache python3 qemu-user
-libgtest-dev libbenchmark-dev libicu-dev libsimdjson-dev libcli11-dev
-libvalijson-dev nlohmann-json3-dev rapidjson-dev llvm-14
-gcovr abigail-tools valgrind googletest"
+list=""
+if [ "${1:-}" = --list ]; then
+    list=yes
+    shift
+fi
+run="g++ cmake ninja-build libicu-dev libsimdjson-dev libcli11-dev"
+test="ccache python3 clang-14 lld-14 libclang-rt-14-dev qemu-user abigail-tools libgtest-dev
+nlohmann-json3-dev"
 # Their configuration files are read by tests.
-packages="$packages systemd hicolor-icon-theme libkf5kdelibs4support-data"
+test="$test systemd hicolor-icon-theme libkf5kdelibs4support-data"
+bench="libvalijson-dev nlohmann-json3-dev rapidjson-dev"
+gate="llvm-14 gcovr valgrind googletest git clang-tidy-14 clang-format-14 codespell shellcheck"
+case ${1:-gate} in
+run) packages="$run" ;;
+test) packages="$run $test" ;;
+bench) packages="$run $bench" ;;
+gate) packages="$run $test $bench $gate" ;;
+*)
+    echo "setup.sh: there is no set $1" >&2
+    exit 2
+    ;;
+esac
+if [ -n "$list" ]; then
+    for package in $packages; do echo "$package"; done
+    exit 0
+fi
 
 missing=""
 for package in $packages; do
@@ -20,6 +45,7 @@ distribution=$(. /etc/os-release 2>/dev/null && echo "${ID:-} ${VERSION_ID:-}" |
 if [ "$distribution" != "debian 12" ]; then
     if [ "${NQ_PACKAGES:-}" = "provided" ]; then exit 0; fi
     echo "Packages are installed on Debian 12 only. Here, provide what these hold:" >&2
+    # shellcheck disable=SC2086 # a list of words
     echo $packages >&2
     echo "and run again with NQ_PACKAGES=provided in the environment." >&2
     exit 1
@@ -35,4 +61,5 @@ if [ "$(id -u)" -ne 0 ]; then
     as_root="sudo"
 fi
 $as_root apt-get update -qq
+# shellcheck disable=SC2086 # a list of words
 $as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends $missing

@@ -10,7 +10,6 @@ counts. A row for one source file tells what it alone may include besides.
 """
 import pathlib
 import re
-import subprocess
 import sys
 
 TABLE = "tests/gate/structure/includes.txt"
@@ -44,9 +43,9 @@ class Sources:
     """The C and C++ files below a folder, and which of them include which."""
 
     def __init__(self, root):
-        listed = subprocess.run(["git", "ls-files", "-co", "--exclude-standard"], cwd=root, check=True,
-                                capture_output=True, text=True).stdout.split("\n")
-        known = {name for name in listed if name and (root / name).is_file()}
+        folders = [path for path in root.iterdir() if path.name != "build" and path.name[0] != "."]
+        known = {str(path.relative_to(root)) for folder in folders for path in folder.rglob("*")
+                 if path.is_file()}
         self.lost = []
         self.edges = {name: self.included(root, known, name)
                       for name in sorted(known) if SOURCE.search(name)}

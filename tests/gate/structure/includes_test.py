@@ -16,7 +16,6 @@ class PlantedFaults(unittest.TestCase):
         folder = tempfile.TemporaryDirectory()
         self.addCleanup(folder.cleanup)
         self.root = pathlib.Path(folder.name)
-        subprocess.run(["git", "init", "-q"], cwd=self.root, check=True)
         self.write("low/low.h", "#pragma once\n#include <stdint.h>\n")
         self.write("middle/middle.hpp", '#include "low/low.h"\n')
         self.write("middle/entry.cpp", '#include "middle.hpp"\n#include "high/high.hpp"\n')
