@@ -2,6 +2,8 @@
 
 #include <cmath>
 
+#include "nqinstance/base/calendar.hpp"
+
 namespace nq {
 namespace {
 
@@ -45,15 +47,6 @@ class Scanner {
     std::string_view text_;
 };
 
-bool is_leap_year(int32_t year) noexcept {
-    return (year % 4 == 0 && year % 100 != 0) || year % 400 == 0;
-}
-
-int32_t days_of_month(int32_t year, int32_t month) noexcept {
-    constexpr int32_t kDays[] = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
-    return month == 2 && is_leap_year(year) ? 29 : kDays[month - 1];
-}
-
 std::optional<DateFields> date(Scanner& scanner) noexcept {
     const auto year = scanner.digits(4);
     if (!year || *year == 0) return std::nullopt;
@@ -61,7 +54,7 @@ std::optional<DateFields> date(Scanner& scanner) noexcept {
     const auto month = scanner.two_digits(12);
     if (!month || *month == 0) return std::nullopt;
     if (has_hyphens && !scanner.take("-")) return std::nullopt;
-    const auto day = scanner.two_digits(days_of_month(*year, *month));
+    const auto day = scanner.two_digits(month_lengths(*year)[*month - 1]);
     if (!day || *day == 0) return std::nullopt;
     return DateFields{*year, *month, *day};
 }
@@ -153,8 +146,8 @@ double seconds_from_1960(const DateTimeFields& fields) noexcept {
         const int32_t past = year - 1;
         return past * 365 + past / 4 - past / 100 + past / 400;
     };
-    int32_t days = days_before(date.year) - days_before(1960) + date.day - 1;
-    for (int32_t month = 1; month < date.month; ++month) days += days_of_month(date.year, month);
+    const int32_t days = days_before(date.year) - days_before(1960) +
+                         days_before_months(date.year)[date.month - 1] + date.day - 1;
     const double whole = days * 86400.0 + time.hour * 3600.0 + time.minute * 60.0 + time.second;
     // Milliseconds are cut from the fraction, so the double just below a decimal fraction would
     // lose one.

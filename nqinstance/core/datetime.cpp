@@ -2,8 +2,8 @@
 
 #include <new>
 
+#include "nqinstance/base/calendar.hpp"
 #include "nqinstance/base/modular.hpp"
-#include "nqinstance/base/units.hpp"
 #include "nqinstance/core/kinds.hpp"
 
 namespace nq {
@@ -11,24 +11,6 @@ namespace {
 
 constexpr double kSecondsPerDay = 86400.0;
 constexpr int32_t kEpochYear = 1960;
-
-struct Month {
-    std::array<NQChar, 3> name;
-    int32_t days;
-    int32_t leap_days;
-};
-
-constexpr Month months[12] = {
-    {units("JAN"), 31, 31}, {units("FEB"), 28, 29}, {units("MAR"), 31, 31}, {units("APR"), 30, 30},
-    {units("MAY"), 31, 31}, {units("JUN"), 30, 30}, {units("JUL"), 31, 31}, {units("AUG"), 31, 31},
-    {units("SEP"), 30, 30}, {units("OCT"), 31, 31}, {units("NOV"), 30, 30}, {units("DEC"), 31, 31},
-};
-
-constexpr bool is_leap(int32_t year) noexcept {
-    return (year % 4 == 0 && year % 100 != 0) || year % 400 == 0;
-}
-
-constexpr int32_t days_in_year(int32_t year) noexcept { return is_leap(year) ? 366 : 365; }
 
 // Products of integers are 32-bit and wrap for fields far outside their range.
 constexpr double product(int32_t count, uint32_t seconds) noexcept {
@@ -49,10 +31,10 @@ double days_of_years(int32_t year) noexcept {
 // Before 1960 all of it counts away from the epoch: that mirror image is meant.
 double calendar_seconds(int32_t year, int32_t month_count, int32_t day) noexcept {
     const double sign = year >= kEpochYear ? 1.0 : -1.0;
-    const bool leap = is_leap(year);
+    const MonthLengths& lengths = month_lengths(year);
     double seconds = days_of_years(year) * (sign * kSecondsPerDay);
     for (int32_t m = 0; m < month_count && m < 12; ++m) {
-        seconds += sign * product(leap ? months[m].leap_days : months[m].days, 86400);
+        seconds += sign * product(lengths[m], 86400);
     }
     return seconds + sign * (product(day, 86400) - kSecondsPerDay);
 }

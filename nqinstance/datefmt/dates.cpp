@@ -2,6 +2,7 @@
 
 #include <atomic>
 
+#include "nqinstance/base/calendar.hpp"
 #include "nqinstance/base/truncate.hpp"
 #include "nqinstance/datefmt/year_walk.hpp"
 
@@ -11,11 +12,6 @@ namespace {
 constexpr int32_t kEpochYear = 1960;
 constexpr int32_t kEpochWeekday = 5;
 constexpr double kSecondsPerDay = 86400.0;
-
-// Days before the start of each month and, last, the year's length.
-constexpr int32_t nonleapDayCount[13] = {0,   31,  59,  90,  120, 151, 181,
-                                         212, 243, 273, 304, 334, 365};
-constexpr int32_t leapDayCount[13] = {0, 31, 60, 91, 121, 152, 182, 213, 244, 274, 305, 335, 366};
 
 constinit std::atomic<const YearWalkBody*> chosen_body{nullptr};
 
@@ -29,7 +25,7 @@ const YearWalkBody& year_walk_body() noexcept {
 }
 
 // 13 for a day outside the year.
-int32_t month_of(const int32_t (&days_before)[13], int32_t day_of_year) noexcept {
+int32_t month_of(const DaysBeforeMonths& days_before, int32_t day_of_year) noexcept {
     int32_t month = 1;
     while (month <= 12 &&
            !(days_before[month - 1] <= day_of_year && day_of_year < days_before[month])) {
@@ -49,7 +45,7 @@ void nqzdmdy(double time, int32_t* month, int32_t* day, int32_t* year, int32_t* 
     const int64_t days = nq::truncate_int64(time / nq::kSecondsPerDay);
     const nq::YearWalk at =
         nq::finish_walk(nq::year_walk_body().walk({.days_left = days, .year = nq::kEpochYear}));
-    const auto& days_before = nq::is_leap_year(at.year) ? nq::leapDayCount : nq::nonleapDayCount;
+    const nq::DaysBeforeMonths& days_before = nq::days_before_months(at.year);
     const auto day_of_year = static_cast<int32_t>(at.days_left);
     const int32_t month_number = nq::month_of(days_before, day_of_year);
     const int64_t day_of_week = days % 7 + nq::kEpochWeekday;

@@ -1,17 +1,9 @@
 #pragma once
 #include <span>
 
-#include "nqinstance/host/base.h"
+#include "nqinstance/base/calendar.hpp"
 
 namespace nq {
-
-// The Gregorian rule. Among the multiples of 4, those of 25 are the centuries, and those of 16 as
-// well are the multiples of 400.
-constexpr bool is_leap_year(int32_t year) noexcept {
-    return year % 4 == 0 && (year % 25 != 0 || year % 16 == 0);
-}
-
-constexpr int32_t days_in_year(int32_t year) noexcept { return is_leap_year(year) ? 366 : 365; }
 
 // The year after INT32_MAX is INT32_MIN.
 constexpr int32_t years_later(int32_t year, uint32_t count) noexcept {
