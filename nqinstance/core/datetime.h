@@ -83,14 +83,15 @@ NQ_EXPORT NQStatus nqInstanceCalendarDateTimeDestroy(InstanceHeader* instance) N
 NQ_EXPORT NQStatus nqInstanceDateTimeDestroy(InstanceHeader* instance) NQ_NOEXCEPT;
 
 /* Seconds of a calendar date. The current month counts in full, so 1960-01-01 is 2678400; before
- * 1960 the position inside the year counts away from the epoch. Both are meant. */
+ * 1960 the position inside the year counts away from the epoch. Both are meant. Takes time linear
+ * in the number of years from 1960: in the order of a second for a billion. */
 NQ_EXPORT double nqCalDateGetDate(NQCalendarDate* date) NQ_NOEXCEPT;
 
 /* Seconds of a time of day; the zone offset is added. */
 NQ_EXPORT double nqTimeGetDate(NQTime* time) NQ_NOEXCEPT;
 
 /* Seconds of a calendar date and time. Only the months before the current one count, so
- * 1960-01-01T00:00:00 is 0; years before 1960 and the zone offset as above. */
+ * 1960-01-01T00:00:00 is 0; years before 1960, the zone offset and the time taken as above. */
 NQ_EXPORT double nqCalDateTimeGetDate(NQCalendarDateTime* dateTime) NQ_NOEXCEPT;
 
 NQ_END_C

@@ -11,7 +11,11 @@ NQ_BEGIN_C
 /* Splits the day of a time value into month (1 to 12), day of the month (from 1), year and weekday
  * (0 is Sunday). The day number is truncated towards zero, so the last day before the epoch is
  * 1960-01-01 too. Earlier days stay in 1960 with month 13, a day below 1 and a weekday from -1:
- * that is meant. Takes time linear in the number of years; the year is 32 bits and wraps. */
+ * that is meant. The year is 32 bits and wraps.
+ * Takes time linear in the number of years, as what far values give follows from a walk year by
+ * year: microseconds up to the year 9999, in the order of a second for a billion years (a value of
+ * 3e16), months for the largest values. Bound a value that an outsider chose before it comes here,
+ * also where a date-time is to be written as JSON. */
 NQ_EXPORT void nqzdmdy(double time, int32_t* month, int32_t* day, int32_t* year,
                        int32_t* weekday) NQ_NOEXCEPT;
 

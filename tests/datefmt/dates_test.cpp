@@ -86,6 +86,18 @@ TEST(Dates, LeapYears) {
     EXPECT_EQ(date_of(kDay * 51194), (Date{3, 1, 2100, 1}));
 }
 
+TEST(Dates, EdgesOfEveryYearThatTextMayName) {
+    std::int64_t day = 0;
+    for (std::int32_t year = 1960; year <= 9999; ++year) {
+        const auto weekday = static_cast<std::int32_t>((day + 5) % 7);
+        const int length = is_leap(year) ? 366 : 365;
+        ASSERT_EQ(date_of(static_cast<double>(day) * kDay), (Date{1, 1, year, weekday}));
+        day += length;
+        ASSERT_EQ(date_of(static_cast<double>(day) * kDay - 0.001),
+                  (Date{12, 31, year, (weekday + length - 1) % 7}));
+    }
+}
+
 TEST(Dates, FarYearsMatchWholeCyclesOf400Years) {
     // 146097 days are 400 years and whole weeks.
     constexpr int kCycles = 2500;

@@ -344,6 +344,22 @@ TEST_F(TypedValue, MomentsCountFrom1960AndKeepTheirZone) {
                   "2024-02-29_08:05:00", "2024-02-29T", "2024-02-29T08:05:00+1", ""});
 }
 
+// The library walks the years one by one, so what comes from outside must not name a far one.
+TEST_F(TypedValue, NoMomentIsPastTheYear9999) {
+    expect_unfit(DataType::kDateTime,
+                 {"10000-01-01T00:00:00", "010000-01-01T00:00:00", "+10000-01-01T00:00:00",
+                  "100000101T000000", "1000000000-01-01T00:00:00", "31556952000000000", "3e16",
+                  "1e300", "inf", "nan"});
+    for (const double seconds : {0.0, 86400.0, 253717920000.0, 3e16, 1e300}) {
+        EXPECT_EQ(made(DataType::kDateTime, PlainValue::of(seconds)), "-") << seconds;
+        EXPECT_EQ(made(DataType::kDate, PlainValue::of(seconds)), "-") << seconds;
+    }
+    for (const int64_t seconds : {INT64_C(0), INT64_C(31556952000000000), INT64_MAX}) {
+        EXPECT_EQ(made(DataType::kDateTime, PlainValue::of(seconds)), "-") << seconds;
+    }
+    EXPECT_EQ(made(DataType::kDateTime, PlainValue::of(UINT64_MAX)), "-");
+}
+
 // The library splits the number of seconds again, and cuts what is less than a millisecond.
 TEST_F(TypedValueModel, MomentsSplitIntoTheFieldsTheyWereMadeOf) {
     SeededRandom random(200000);

@@ -365,6 +365,11 @@ TEST_F(Locale, OtherTextsAreNoDates) {
         expect_refused<double>(english, &NQLocale::ToTime, text);
     }
     expect_refused<double>(service.get("de"), &NQLocale::ToTime, "24:00:00");
+    // The last moment that is read, and the next.
+    EXPECT_EQ(parsed<double>(english, &NQLocale::ToDatetime, "12/31/9999, 11:59:59 PM"),
+              253717919999.0);
+    expect_refused<double>(english, &NQLocale::ToDatetime, "1/1/10000, 12:00:00 AM");
+    expect_refused<double>(english, &NQLocale::ToDatetime, "1/1/1000000000, 12:00:00 AM");
 }
 
 TEST_F(Locale, EdgesOfIntegersRoundTrip) {
