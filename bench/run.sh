@@ -4,6 +4,6 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 cmake --preset bench >&2
 cmake --build --preset bench >&2
-for program in build/bench/bench/*_bench; do
+for program in build/bench/bench/*_bench build/bench/bench/*/*_bench; do
     "$program"
 done

@@ -1,7 +1,7 @@
 #pragma once
 #include "bench/measure.hpp"
 #include "bench/table.hpp"
-#include "bench/texts.hpp"
+#include "bench/text/sample_texts.hpp"
 
 // The rows of the text library, a function for each of its modules.
 namespace nq::bench {

@@ -7,8 +7,8 @@
 
 #include <memory>
 
-#include "bench/plain_loops.hpp"
-#include "bench/text.hpp"
+#include "bench/text/plain_loops.hpp"
+#include "bench/text/rows.hpp"
 
 namespace nq::bench {
 namespace {

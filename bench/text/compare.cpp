@@ -10,7 +10,7 @@
 #include <cstring>
 #include <string_view>
 
-#include "bench/text.hpp"
+#include "bench/text/rows.hpp"
 
 namespace nq::bench {
 namespace {

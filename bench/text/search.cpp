@@ -1,7 +1,7 @@
 #include <string>
 #include <string_view>
 
-#include "bench/text.hpp"
+#include "bench/text/rows.hpp"
 #include "nqinstance/text/utf8.h"
 
 namespace nq::bench {

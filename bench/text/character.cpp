@@ -1,5 +1,5 @@
-#include "bench/plain_loops.hpp"
-#include "bench/text.hpp"
+#include "bench/text/plain_loops.hpp"
+#include "bench/text/rows.hpp"
 #include "nqinstance/text/utf8_strings.h"
 
 namespace nq::bench {

@@ -5,8 +5,8 @@
 
 #include <cstring>
 
-#include "bench/plain_loops.hpp"
-#include "bench/text.hpp"
+#include "bench/text/plain_loops.hpp"
+#include "bench/text/rows.hpp"
 
 namespace nq::bench {
 namespace {

@@ -1,4 +1,4 @@
-#include "bench/texts.hpp"
+#include "bench/text/sample_texts.hpp"
 
 #include <cstdio>
 #include <cstdlib>

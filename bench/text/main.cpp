@@ -8,7 +8,7 @@
 #include <span>
 #include <string_view>
 
-#include "bench/text.hpp"
+#include "bench/text/rows.hpp"
 
 namespace {
 

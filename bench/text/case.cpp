@@ -6,8 +6,8 @@
 #include <cstring>
 #include <memory>
 
-#include "bench/plain_loops.hpp"
-#include "bench/text.hpp"
+#include "bench/text/plain_loops.hpp"
+#include "bench/text/rows.hpp"
 #include "nqinstance/text/case_mapping.h"
 #include "nqinstance/text/utf.h"
 

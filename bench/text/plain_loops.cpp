@@ -1,4 +1,4 @@
-#include "bench/plain_loops.hpp"
+#include "bench/text/plain_loops.hpp"
 
 #include <wctype.h>
 
