@@ -2,8 +2,8 @@
 #include <cstdio>
 #include <string>
 
+#include "bench/loaded_library.hpp"
 #include "bench/measure.hpp"
-#include "standalone/host.hpp"
 
 namespace {
 
@@ -33,7 +33,8 @@ double cost_per_line(nq::Host& host, const char* name, double lines) {
         HostPool* pool = host.make_pool("bench");
         NQDictionary* root = nullptr;
         int32_t line = 0;
-        if (host.api()->readConfiguration(host.api(), pool, name, &line, &root)) std::abort();
+        const NQStatus status = host.api()->readConfiguration(host.api(), pool, name, &line, &root);
+        nq::bench::require(status == NQ_STATUS_OK, "the file cannot be read");
         pool->destroy(pool);
     });
     return seconds * 1e9 / lines;

@@ -4,8 +4,8 @@
 #include <cstring>
 #include <string>
 
+#include "bench/loaded_library.hpp"
 #include "bench/measure.hpp"
-#include "standalone/host.hpp"
 
 namespace {
 
@@ -18,9 +18,9 @@ double seconds_to_write(nq::Host& host, HostPool* pool, NQStringApi* strings, ch
     nq::bench::Samples samples;
     for (int round = 0; round < 5; ++round) {
         NQU8String* json = nullptr;
-        samples.add(nq::bench::seconds_of([&] {
-            if (host.api()->toJSON(host.api(), pool, &string->header, &json)) std::abort();
-        }));
+        samples.add(nq::bench::seconds_of(
+            [&] { host.api()->toJSON(host.api(), pool, &string->header, &json); }));
+        nq::bench::require(json, "the string cannot be written");
         json->header.release(json);
     }
     string->header.release(string);
@@ -40,7 +40,7 @@ double seconds_of_plain_loop() {
             }
             json += "\"\n";
         }));
-        if (json.size() != 2 * kBytes + 3) std::abort();
+        nq::bench::require(json.size() == 2 * kBytes + 3, "the loop writes something else");
     }
     return samples.median();
 }

@@ -1,43 +1,26 @@
 // One instance made and released through the library, against the least that a reference-counted
-// block can cost: malloc, free, and one atomic increment and decrement in the block. The two are
-// measured in turns and each round's best time counts, so that a busy machine disturbs both
-// alike.
+// block can cost: malloc, free, and one atomic increment and decrement in the block.
 //
 //     pool_bench [limit]     fails when the ratio is above the limit
-#include <algorithm>
 #include <atomic>
-#include <chrono>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <new>
-#include <string>
 
-#include "standalone/host.hpp"
+#include "bench/loaded_library.hpp"
+#include "bench/measure.hpp"
 
 namespace {
 
 constexpr std::size_t kInstanceBytes = sizeof(NQInt32Instance);
-constexpr int kRounds = 200;
-constexpr int kRepeats = 50'000;
 
-// Keeps the compiler from reasoning about a block that it could drop.
-void escape(void* pointer) noexcept { __asm__ volatile("" : : "r"(pointer) : "memory"); }
-
-template <class Operation>
-double nanoseconds(Operation operation) {
-    using Clock = std::chrono::steady_clock;
-    const auto start = Clock::now();
-    for (int i = 0; i < kRepeats; ++i) operation(i);
-    return std::chrono::duration<double, std::nano>(Clock::now() - start).count() / kRepeats;
-}
-
-void malloc_and_count(int) {
+void malloc_and_count() {
     void* block = std::malloc(kInstanceBytes);
-    escape(block);
+    nq::bench::keep(block);
     auto* count = new (block) std::atomic<uint64_t>(0);
     count->fetch_add(1);
-    escape(block);
+    nq::bench::keep(block);
     count->fetch_sub(1);
     std::free(block);
 }
@@ -46,29 +29,19 @@ void malloc_and_count(int) {
 
 int main(int argc, char** argv) {
     nq::Host host;
-    std::string error;
-    if (!host.load(NQ_LIBRARY_PATH, error)) {
-        std::fprintf(stderr, "%s\n", error.c_str());
-        return 2;
-    }
+    nq::bench::load_or_exit(host);
     HostPool* pool = host.make_pool("benchmark");
     InstanceApi* api = host.api();
-    const auto create_and_release = [=](int value) {
+    const auto create_and_release = [=] {
         NQStatus status;
-        NQInt32Instance* instance = api->createInt32(api, pool, value, &status);
-        escape(instance);
+        NQInt32Instance* instance = api->createInt32(api, pool, 7, &status);
+        nq::bench::keep(instance);
         instance->header.release(instance);
     };
-
-    double library = 1e9;
-    double baseline = 1e9;
-    for (int round = 0; round < kRounds; ++round) {
-        baseline = std::min(baseline, nanoseconds(malloc_and_count));
-        library = std::min(library, nanoseconds(create_and_release));
-    }
-    const double ratio = library / baseline;
-    std::printf("malloc(%zu), free, atomic +1 and -1: %6.2f ns\n", kInstanceBytes, baseline);
-    std::printf("Int32 instance, create and release:  %6.2f ns\n", library);
+    const nq::bench::Times best = nq::bench::best_times(create_and_release, malloc_and_count);
+    const double ratio = best.library / best.peer;
+    std::printf("malloc(%zu), free, atomic +1 and -1: %6.2f ns\n", kInstanceBytes, best.peer * 1e9);
+    std::printf("Int32 instance, create and release:  %6.2f ns\n", best.library * 1e9);
     std::printf("ratio: %.2f\n", ratio);
     return argc > 1 && ratio > std::atof(argv[1]) ? 1 : 0;
 }

@@ -12,8 +12,8 @@
 #include <string>
 #include <string_view>
 
-#include "bench/measure.hpp"
-#include "bench/table.hpp"
+#include "bench/compare.hpp"
+#include "bench/loaded_library.hpp"
 #include "standalone/json/services.hpp"
 #include "typed/definitions.hpp"
 #include "typed/record_checker.hpp"
@@ -42,11 +42,6 @@ constexpr char kSchema[] = R"({"type": "object", "properties": {
     "load": {"type": "number", "minimum": 0, "maximum": 64},
     "enabled": {"type": "boolean"},
     "message": {"type": "string"}}})";
-
-[[noreturn]] void fail(const char* what) {
-    std::fprintf(stderr, "%s\n", what);
-    std::exit(2);
-}
 
 std::string make_records() {
     constexpr const char* kStates[] = {"active", "idle", "closing", "failed"};
@@ -87,9 +82,8 @@ class Library {
     explicit Library(Host& host)
         : services_(host.kernel(), host.api()), pool_(host.make_pool("bench")) {
         DefinitionsError error;
-        if (!definitions_.load(services_.json(), pool_, kDefinitions, error)) {
-            fail(error.what.c_str());
-        }
+        const bool is_loaded = definitions_.load(services_.json(), pool_, kDefinitions, error);
+        require(is_loaded, error.what.c_str());
         checker_ = std::make_unique<RecordChecker>(services_.json(), pool_, definitions_.root());
     }
 
@@ -97,8 +91,8 @@ class Library {
     std::string_view convert(std::string_view lines) {
         checker_->clear_output();
         each_line(lines, [&](std::string_view line) {
-            if (checker_->check(line, fault_)) fail("a record cannot be checked");
-            if (!fault_.what.empty()) fail(fault_.what.c_str());
+            require(checker_->check(line, fault_) == NQ_STATUS_OK, "a record cannot be checked");
+            require(fault_.what.empty(), fault_.what.c_str());
         });
         return checker_->output();
     }
@@ -124,7 +118,7 @@ class Valijson {
         each_line(lines, [&](std::string_view line) {
             const auto record = nlohmann::json::parse(line);
             const valijson::adapters::NlohmannJsonAdapter adapter(record);
-            if (!validator_.validate(schema_, adapter, nullptr)) fail("valijson finds a fault");
+            require(validator_.validate(schema_, adapter, nullptr), "valijson finds a fault");
             written_ += record.dump();
             written_ += '\n';
         });
@@ -140,30 +134,23 @@ class Valijson {
 void run() {
     Host host;
     load_or_exit(host);
-    {
-        std::string records = make_records();
-        const std::size_t bytes = records.size();
-        records.append(RecordChecker::kPadding, '\n');
-        const std::string_view lines(records.data(), bytes);
+    std::string records = make_records();
+    const std::size_t bytes = records.size();
+    records.append(RecordChecker::kPadding, '\n');
+    const std::string_view lines(records.data(), bytes);
 
-        Library library(host);
-        Valijson valijson;
-        if (library.convert(lines) != lines) fail("the records are not what they were");
-        const std::string_view written = valijson.convert(lines);
-        if (std::count(written.begin(), written.end(), '\n') != std::ptrdiff_t{kRecords}) {
-            fail("valijson writes something else");
-        }
-        compare(
-            {"stream", "200 bytes, 8 fields", "nlohmann 3.11 + valijson 1.0", 0},
-            [&] { keep(library.convert(lines).data()); },
-            [&] { keep(valijson.convert(lines).data()); });
+    Library library(host);
+    Valijson valijson;
+    require(library.convert(lines) == lines, "the records are not what they were");
+    const std::string_view written = valijson.convert(lines);
+    require(std::count(written.begin(), written.end(), '\n') == std::ptrdiff_t{kRecords},
+            "valijson writes something else");
 
-        double best = 1e9;
-        for (int round = 0; round < 200; ++round) {
-            best = std::min(best, seconds_of([&] { keep(library.convert(lines).data()); }));
-        }
-        std::printf("%.0f MB/s on one core\n", static_cast<double>(bytes) / best / 1e6);
-    }
+    const Times best = best_times([&] { keep(library.convert(lines).data()); },
+                                  [&] { keep(valijson.convert(lines).data()); });
+    print_heading();
+    print({"stream", "200 bytes, 8 fields", "nlohmann 3.11 + valijson 1.0"}, best.ratio());
+    std::printf("%.0f MB/s on one core\n", static_cast<double>(bytes) / best.library / 1e6);
 }
 
 }  // namespace

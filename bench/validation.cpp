@@ -7,8 +7,8 @@
 #include <valijson/schema_parser.hpp>
 #include <valijson/validator.hpp>
 
-#include "bench/measure.hpp"
-#include "bench/table.hpp"
+#include "bench/compare.hpp"
+#include "bench/loaded_library.hpp"
 
 namespace nq::bench {
 namespace {
@@ -24,12 +24,6 @@ constexpr char kSchema[] =
 constexpr std::array<std::int64_t, 12> kValues{22,   80,   443,  1080, 3128,  5432,
                                                8080, 8443, 8081, 0,    65536, 65535};
 constexpr std::size_t kValid = 8;
-
-void require(bool holds, const char* what) {
-    if (holds) return;
-    std::fprintf(stderr, "%s\n", what);
-    std::exit(2);
-}
 
 class Library {
   public:
@@ -127,7 +121,7 @@ int main() {
     nq::Host host;
     nq::bench::load_or_exit(host);
     const nq::bench::Library library(host);
-    std::printf("%-18s %-24s %7s  %-11s  %s\n", "routine", "input", "ratio", "least", "peer");
+    nq::bench::print_heading();
     nq::bench::row(library, nq::bench::over_nlohmann(), "valijson 1.0, nlohmann 3.11");
     nq::bench::row(library, nq::bench::over_rapidjson(), "valijson 1.0, RapidJSON 1.1");
 }

@@ -1,11 +1,11 @@
 #include <gnu/libc-version.h>
 #include <locale.h>
 #include <unicode/ucasemap.h>
-#include <unicode/uvernum.h>
 
 #include <cstring>
 #include <memory>
 
+#include "bench/text/icu.hpp"
 #include "bench/text/plain_loops.hpp"
 #include "bench/text/rows.hpp"
 #include "nqinstance/text/case_mapping.h"
@@ -15,10 +15,6 @@ namespace nq::bench {
 namespace {
 
 constexpr std::size_t kTextBytes = std::size_t{64} << 10;
-
-void must(UErrorCode status) {
-    if (U_FAILURE(status)) std::abort();
-}
 
 // ICU's lower case without the rules of a language.
 class Lowercaser {
@@ -61,9 +57,8 @@ void utf8_rows(const Sample& sample) {
         return static_cast<std::size_t>(written);
     };
     const std::string expected = target.substr(0, icu(text, target));
-    if (copying() != expected.size() || target.compare(0, expected.size(), expected) != 0) {
-        std::abort();
-    }
+    require(copying() == expected.size() && target.compare(0, expected.size(), expected) == 0,
+            "ICU and the library do not write the same lower case");
     compare(
         row("nqzsu8Lower2"), [&] { keep(copying()); }, by_icu);
     // In place, so that each call has its own text, which is copied in the library's time.
@@ -105,7 +100,7 @@ void unit_rows(const Sample& sample) {
 
 void case_rows(const Host&) {
     // towlower knows letters outside ASCII in such a locale only.
-    if (!setlocale(LC_CTYPE, "C.UTF-8")) std::abort();
+    require(setlocale(LC_CTYPE, "C.UTF-8"), "there is no locale C.UTF-8");
     for (const Sample& sample : sample_texts(kTextBytes)) utf8_rows(sample);
     for (const Sample& sample : sample_texts(kTextBytes)) unit_rows(sample);
 }

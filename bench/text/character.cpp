@@ -11,7 +11,8 @@ void row_of(const Host& host, const std::string& input, const std::string& chara
     const auto count = NQ_EXPORTED(host, nqzsu8NumChars);
     const auto* text = reinterpret_cast<const std::uint8_t*>(characters.data());
     const std::size_t bytes = characters.size();
-    if (count(text, bytes) != plain::count_characters(text, bytes)) std::abort();
+    require(count(text, bytes) == plain::count_characters(text, bytes),
+            "the library and the loop do not count alike");
     compare(
         {"nqzsu8NumChars", input, "loop over lead bytes, gcc " __VERSION__ " -O2", 10},
         [&] { keep(count(text, bytes)); }, [&] { keep(plain::count_characters(text, bytes)); });

@@ -4,10 +4,10 @@
 //
 //     text_bench [module...]     memory, utf, search, case, character, compare; all without one
 #include <algorithm>
-#include <cstdio>
 #include <span>
 #include <string_view>
 
+#include "bench/loaded_library.hpp"
 #include "bench/text/rows.hpp"
 
 namespace {
@@ -28,8 +28,7 @@ int main(int argc, char** argv) {
     nq::Host host;
     nq::bench::load_or_exit(host);
     const std::span<char*> wanted(argv + 1, static_cast<std::size_t>(argc - 1));
-    std::printf("%-18s %-24s %7s  %5s %-5s  %s\n", "routine", "input", "ratio", "least", "",
-                "peer");
+    nq::bench::print_heading();
     for (const Module& module : kModules) {
         const bool is_wanted =
             wanted.empty() || std::ranges::find(wanted, module.name) != wanted.end();

@@ -28,7 +28,7 @@ class Block {
   public:
     explicit Block(std::size_t bytes)
         : elements_(static_cast<Element*>(std::aligned_alloc(64, (bytes + 127) / 64 * 64))) {
-        if (!elements_) std::abort();
+        require(elements_ != nullptr, "no memory");
         memset(elements_.get(), 0, (bytes + 127) / 64 * 64);
     }
     Element* get() const { return elements_.get(); }
@@ -44,7 +44,7 @@ class Block {
 void* of_c_library(const char* name) {
     static void* const library = dlopen("libc.so.6", RTLD_NOW);
     void* found = library ? dlsym(library, name) : nullptr;
-    if (!found) std::abort();
+    require(found, "the C library lacks a function");
     return found;
 }
 #define NQ_OF_C_LIBRARY(name, Signature) \

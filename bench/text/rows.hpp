@@ -1,7 +1,8 @@
 #pragma once
-#include "bench/measure.hpp"
-#include "bench/table.hpp"
+#include "bench/compare.hpp"
+#include "bench/require.hpp"
 #include "bench/text/sample_texts.hpp"
+#include "standalone/host.hpp"
 
 // The rows of the text library, a function for each of its modules.
 namespace nq::bench {

@@ -1,9 +1,9 @@
 #include "bench/text/sample_texts.hpp"
 
-#include <cstdio>
-#include <cstdlib>
 #include <fstream>
 #include <iterator>
+
+#include "bench/require.hpp"
 
 namespace nq::bench {
 namespace {
@@ -20,10 +20,7 @@ std::vector<Sample> sample_texts(std::size_t bytes) {
         const std::string path = std::string(NQ_BENCH_DATA) + "/" + name + ".txt";
         std::ifstream file(path, std::ios::binary);
         const std::string text((std::istreambuf_iterator<char>(file)), {});
-        if (text.empty()) {
-            std::fprintf(stderr, "cannot read %s\n", path.c_str());
-            std::exit(2);
-        }
+        require(!text.empty(), ("cannot read " + path).c_str());
         std::string repeated;
         while (repeated.size() <= bytes) repeated += text;
         std::size_t length = bytes;

@@ -1,10 +1,10 @@
 #include "nqinstance/text/utf.h"
 
 #include <unicode/ucnv.h>
-#include <unicode/uvernum.h>
 
 #include <cstring>
 
+#include "bench/text/icu.hpp"
 #include "bench/text/plain_loops.hpp"
 #include "bench/text/rows.hpp"
 
@@ -38,7 +38,7 @@ class Converter {
         ucnv_convertEx(to_, from_, &at, target.data() + target.size(), &source,
                        text.data() + text.size(), nullptr, nullptr, nullptr, nullptr, true, true,
                        &status);
-        if (U_FAILURE(status)) std::abort();
+        must(status);
         return static_cast<std::size_t>(at - target.data());
     }
 
@@ -46,7 +46,7 @@ class Converter {
     static UConverter* open(const char* name) {
         UErrorCode status = U_ZERO_ERROR;
         UConverter* converter = ucnv_open(name, &status);
-        if (U_FAILURE(status)) std::abort();
+        must(status);
         return converter;
     }
 
@@ -76,7 +76,8 @@ void rows_of(const Direction& direction, const char* routine, const Sample& samp
     const auto library = [&] { return convert(from, source.size(), to, target.size()); };
     const auto loop = [&] { return direction.loop(from, source.size(), to, target.size()); };
     for (const std::size_t produced : {library(), loop()}) {
-        if (produced != expected.size() || target.compare(0, produced, expected) != 0) std::abort();
+        require(produced == expected.size() && target.compare(0, produced, expected) == 0,
+                "the library, the loop and ICU do not convert alike");
     }
     const std::string input = direction.name + (" " + sample.name);
     if (source.size() > 4 * kShortBytes) {
