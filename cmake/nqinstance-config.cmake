@@ -1,4 +1,4 @@
-# What the standalone host is linked with.
+# What the standalone host and typed configurations are linked with.
 include(CMakeFindDependencyMacro)
 find_dependency(ICU COMPONENTS uc i18n)
 find_dependency(simdjson)

@@ -12,12 +12,12 @@ if [ "${1:-}" = --list ]; then
     list=yes
     shift
 fi
-run="g++ cmake ninja-build libicu-dev libsimdjson-dev libcli11-dev"
+run="g++ cmake ninja-build libicu-dev libsimdjson-dev rapidjson-dev libcli11-dev"
 test="ccache python3 clang-14 lld-14 libclang-rt-14-dev qemu-user abigail-tools libgtest-dev
 nlohmann-json3-dev"
 # Their configuration files are read by tests.
 test="$test systemd hicolor-icon-theme libkf5kdelibs4support-data"
-bench="libvalijson-dev nlohmann-json3-dev rapidjson-dev"
+bench="libvalijson-dev nlohmann-json3-dev"
 gate="llvm-14 gcovr valgrind googletest git clang-tidy-14 clang-format-14 codespell shellcheck"
 case ${1:-gate} in
 run) packages="$run" ;;

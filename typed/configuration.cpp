@@ -6,6 +6,7 @@
 #include <optional>
 #include <span>
 
+#include "nqinstance/base/held.hpp"
 #include "standalone/base/utf8.hpp"
 #include "standalone/values/access.hpp"
 #include "typed/key_lines.hpp"

@@ -5,6 +5,7 @@
 #include <string_view>
 #include <vector>
 
+#include "standalone/json/services.hpp"
 #include "typed/definitions.hpp"
 #include "typed/fault_kind.hpp"
 #include "typed/value.hpp"

@@ -5,12 +5,15 @@
 #include <optional>
 #include <set>
 #include <span>
+#include <utility>
 
+#include "nqinstance/base/held.hpp"
 #include "nqinstance/host/status.h"
 #include "standalone/base/utf8.hpp"
 #include "standalone/json/scan.hpp"
 #include "standalone/text/messages.hpp"
 #include "standalone/values/access.hpp"
+#include "standalone/values/object.hpp"
 #include "typed/bound_rule.hpp"
 #include "typed/key_lines.hpp"
 
@@ -347,23 +350,28 @@ class Loader {
 
 }  // namespace
 
-bool Definitions::load(const JsonServices& services, HostPool* pool, std::string_view text,
-                       DefinitionsError& error) {
+void Definitions::clear() noexcept {
     root_ = {};
     leaves_.clear();
+    drop(std::exchange(tree_, nullptr));
+}
+
+bool Definitions::load(const JsonServices& services, HostPool* pool, std::string_view text,
+                       DefinitionsError& error) {
+    clear();
     error = {};
     uint32_t line;
     uint32_t column;
     const NQStatus status =
         parse_json(services, pool, reinterpret_cast<const uint8_t*>(text.data()), text.size(),
-                   tree_.out(), &line, &column);
+                   &tree_, &line, &column);
     if (status) {
         error = {line, column, std::string(message_text(status))};
         if (error.what.ends_with('.')) error.what.pop_back();
         if (error.what.empty()) error.what = "the text cannot be made values of";
         return false;
     }
-    NQDictionary* top = dictionary_of(tree_.get());
+    NQDictionary* top = dictionary_of(tree_);
     if (!top) {
         error = {1, 0, "the definitions are not an object"};
     } else if (is_definition(top)) {
@@ -373,8 +381,7 @@ bool Definitions::load(const JsonServices& services, HostPool* pool, std::string
     } else if (Loader(text, leaves_, error).fill_section(root_, top)) {
         return true;
     }
-    root_ = {};
-    leaves_.clear();
+    clear();
     return false;
 }
 

@@ -5,7 +5,7 @@
 #include <string_view>
 #include <vector>
 
-#include "standalone/json/services.hpp"
+#include "standalone/json/parser.hpp"
 #include "typed/data_type.hpp"
 
 namespace nq {
@@ -77,6 +77,7 @@ class Definitions {
     Definitions() = default;
     Definitions(const Definitions&) = delete;
     Definitions& operator=(const Definitions&) = delete;
+    ~Definitions() { clear(); }
 
     // Reads the text into instances of `pool`, which outlives this object. False: `error` says
     // why, and the definitions are empty.
@@ -97,7 +98,9 @@ class Definitions {
   private:
     DefinitionNode root_;
     std::vector<const DefinitionNode*> leaves_;
-    Held<InstanceHeader> tree_;
+    void clear() noexcept;
+
+    InstanceHeader* tree_ = nullptr;  // what the file was read as; the leaves refer to it
 };
 
 }  // namespace nq

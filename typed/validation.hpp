@@ -4,7 +4,6 @@
 #include "nqinstance/core/api.h"
 #include "nqinstance/host/status.h"
 #include "nqinstance/host/validation_run.h"
-#include "standalone/values/strings.hpp"
 
 namespace nq {
 
@@ -37,7 +36,8 @@ class Validation {
     // The messages that were added since the start.
     uint64_t count() const noexcept { return run_ ? run_->messages->count : 0; }
     std::string_view message(uint64_t index) const noexcept {
-        return text_of(*reinterpret_cast<NQU8String*>(run_->messages->elements[index]));
+        const auto& text = *reinterpret_cast<NQU8String*>(run_->messages->elements[index]);
+        return {reinterpret_cast<const char*>(text.bytes), text.length};
     }
 
     void finish() noexcept {

@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "fuzz/support/machine.hpp"
+#include "nqinstance/base/held.hpp"
 #include "standalone/values/strings.hpp"
 #include "typed/configuration.hpp"
 #include "typed/key_lines.hpp"

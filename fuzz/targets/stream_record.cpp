@@ -7,6 +7,7 @@
 #include <string>
 
 #include "fuzz/support/counting_pool.hpp"
+#include "nqinstance/base/held.hpp"
 #include "standalone/json/escape.hpp"
 #include "standalone/json/position.hpp"
 #include "standalone/text/messages.hpp"

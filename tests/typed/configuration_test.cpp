@@ -7,6 +7,7 @@
 #include <map>
 #include <span>
 
+#include "nqinstance/base/held.hpp"
 #include "standalone/host.hpp"
 #include "standalone/values/strings.hpp"
 #include "tests/support/random.hpp"

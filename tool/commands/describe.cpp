@@ -5,6 +5,7 @@
 #include <optional>
 #include <span>
 
+#include "nqinstance/base/held.hpp"
 #include "standalone/values/strings.hpp"
 #include "tool/commands/definitions_file.hpp"
 #include "tool/commands/json_text.hpp"
