@@ -215,8 +215,8 @@ template <class Case>
 }
 
 template <class Case>
-NQStatus map_plainly(HostUnicode* unicode, const uint8_t* source, uint64_t length,
-                     Output& output) noexcept {
+NQStatus map_without_language(HostUnicode* unicode, const uint8_t* source, uint64_t length,
+                              Output& output) noexcept {
     Output out = output;
     bool fits = true;
     for (uint64_t read = 0; read < length && fits;) {
@@ -243,8 +243,8 @@ NQStatus map_plainly(HostUnicode* unicode, const uint8_t* source, uint64_t lengt
 
 // The language's mapping of codePoints[0]; 0 code points when it has none.
 template <class Case>
-uint64_t map_specially(HostUnicode* unicode, uint32_t language, const NQChar* code_points,
-                       uint64_t count, NQChar* mapped, uint64_t& state) noexcept {
+uint64_t map_by_rules(HostUnicode* unicode, uint32_t language, const NQChar* code_points,
+                      uint64_t count, NQChar* mapped, uint64_t& state) noexcept {
     uint64_t produced = 0;
     const NQStatus status =
         unicode->mapInContext(unicode, language, code_points, count, mapped, &produced, &state, 1);
@@ -269,7 +269,7 @@ NQStatus map_by_language(HostUnicode* unicode, uint32_t language, const uint8_t*
         const NQChar code_points[2] = {character.code_point, next.code_point};
         NQChar mapped[NQ_CASE_MAPPING_UNITS];
         const uint64_t produced =
-            map_specially<Case>(unicode, language, code_points, is_last ? 1 : 2, mapped, state);
+            map_by_rules<Case>(unicode, language, code_points, is_last ? 1 : 2, mapped, state);
         bool fits = true;
         if (!produced) fits = put_mapped<Case>(out, unicode, source + read, character);
         for (uint64_t i = 0; i < produced && fits; ++i) fits = out.put(mapped[i]);
@@ -291,7 +291,7 @@ NQStatus map_to(const NQLocale* locale, const uint8_t* source, uint64_t length, 
         locale && unicode && unicode->hasSpecialCasing(unicode, locale->language);
     const NQStatus status =
         has_rules ? map_by_language<Case>(unicode, locale->language, source, length, out)
-                  : map_plainly<Case>(unicode, source, length, out);
+                  : map_without_language<Case>(unicode, source, length, out);
     if (written) *written = out.written();
     return status;
 }

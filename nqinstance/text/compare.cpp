@@ -13,7 +13,7 @@ namespace {
 
 // So many characters are found alike one by one before blocks are tried again: more than the
 // punctuation between words that are not alike.
-constexpr int kAlikeInARow = 3;
+constexpr int kEqualInARow = 3;
 
 struct Text {
     const uint8_t* bytes;
@@ -85,9 +85,10 @@ uint64_t same_character(Text a, Text b) noexcept {
     return same == size ? size : 0;
 }
 
-uint64_t skip_alike(Text a, Text b, uint64_t length, int32_t& order) noexcept {
-    if (length < kInlineBytes) return loops::alike_utf8(a.bytes, b.bytes, length, order);
-    return text_kernels().alike_utf8(a.bytes, b.bytes, length, order);
+uint64_t equal_prefix(Text a, Text b, uint64_t length, int32_t& order) noexcept {
+    if (length < kInlineBytes)
+        return loops::equal_prefix_ignoring_ascii_case_utf8(a.bytes, b.bytes, length, order);
+    return text_kernels().equal_prefix_ignoring_ascii_case_utf8(a.bytes, b.bytes, length, order);
 }
 
 // Whether a text begins with a whole character of two bytes.
@@ -108,11 +109,11 @@ int32_t walk(Text& a, Text& b, uint64_t most, int32_t& order) noexcept {
     };
     const uint64_t rest = a.length - most;
     while (a.length > rest && b.length) {
-        const uint64_t alike = skip_alike(a, b, std::min(a.length - rest, b.length), order);
-        a.skip(alike);
-        b.skip(alike);
-        for (int alike_in_a_row = 0;
-             alike_in_a_row < kAlikeInARow && a.length > rest && b.length;) {
+        const uint64_t prefix = equal_prefix(a, b, std::min(a.length - rest, b.length), order);
+        a.skip(prefix);
+        b.skip(prefix);
+        for (int equal_in_a_row = 0;
+             equal_in_a_row < kEqualInARow && a.length > rest && b.length;) {
             const uint8_t x = *a.bytes;
             const uint8_t y = *b.bytes;
             if ((x | y) < 0x80) {
@@ -121,7 +122,7 @@ int32_t walk(Text& a, Text& b, uint64_t most, int32_t& order) noexcept {
                 if (order == 0) order = order_of(x, y);
                 a.skip(1);
                 b.skip(1);
-                ++alike_in_a_row;
+                ++equal_in_a_row;
                 continue;
             }
             // Most letters beyond ASCII. Their lead bytes may be the same or not, which cannot be
@@ -130,9 +131,9 @@ int32_t walk(Text& a, Text& b, uint64_t most, int32_t& order) noexcept {
                 const uint16_t unit_a = load16(a.bytes, ByteOrder::big);
                 const uint16_t unit_b = load16(b.bytes, ByteOrder::big);
                 if (unit_a == unit_b) {
-                    ++alike_in_a_row;
+                    ++equal_in_a_row;
                 } else {
-                    alike_in_a_row = 0;
+                    equal_in_a_row = 0;
                     const auto decoded = [](uint32_t unit) {
                         return (unit & 0x1F00) >> 2 | (unit & 0x3F);
                     };
@@ -147,11 +148,11 @@ int32_t walk(Text& a, Text& b, uint64_t most, int32_t& order) noexcept {
                 if (const uint64_t size = same_character(a, b)) {
                     a.skip(size);
                     b.skip(size);
-                    ++alike_in_a_row;
+                    ++equal_in_a_row;
                     continue;
                 }
             }
-            alike_in_a_row = 0;
+            equal_in_a_row = 0;
             const Decoded of_a = decode_utf8(a.bytes, a.length);
             const Decoded of_b = decode_utf8(b.bytes, b.length);
             const int32_t folded = fold(of_a.code_point, of_b.code_point);
@@ -190,25 +191,26 @@ bool are_equal_folded(Text a, Text b) noexcept {
     return !walk<AsciiBy::table>(a, b, a.length, order) && !a.length && !b.length;
 }
 
-uint64_t skip_alike(const NQChar* a, const NQChar* b, uint64_t count, int32_t& order) noexcept {
-    if (count < kInlineBytes / sizeof *a) return loops::alike_units(a, b, count, order);
-    return text_kernels().alike_units(a, b, count, order);
+uint64_t equal_prefix(const NQChar* a, const NQChar* b, uint64_t count, int32_t& order) noexcept {
+    if (count < kInlineBytes / sizeof *a)
+        return loops::equal_prefix_ignoring_ascii_case_units(a, b, count, order);
+    return text_kernels().equal_prefix_ignoring_ascii_case_units(a, b, count, order);
 }
 
 // The first index at which the units differ in lower case, or the count.
-uint64_t find_other_letter(const NQChar* a, const NQChar* b, uint64_t count,
-                           int32_t& order) noexcept {
+uint64_t first_mismatch_in_lower_case(const NQChar* a, const NQChar* b, uint64_t count,
+                                      int32_t& order) noexcept {
     uint64_t i = 0;
     while (i < count) {
-        i += skip_alike(a + i, b + i, count - i, order);
-        for (int alike_in_a_row = 0; alike_in_a_row < kAlikeInARow && i < count; ++i) {
+        i += equal_prefix(a + i, b + i, count - i, order);
+        for (int equal_in_a_row = 0; equal_in_a_row < kEqualInARow && i < count; ++i) {
             const NQChar x = a[i];
             const NQChar y = b[i];
             if (x == y) {
-                ++alike_in_a_row;
+                ++equal_in_a_row;
                 continue;
             }
-            alike_in_a_row = (x | y) < 0x80 ? alike_in_a_row + 1 : 0;
+            equal_in_a_row = (x | y) < 0x80 ? equal_in_a_row + 1 : 0;
             if (order == 0) order = order_of(static_cast<int32_t>(x), static_cast<int32_t>(y));
             if (table_lower(x) != table_lower(y)) return i;
         }
@@ -253,14 +255,16 @@ int32_t nqzsu8NormEqual(const uint8_t* a, uint64_t aBytes, const uint8_t* b,
 int32_t nqzsu8NormASCIIEqual(const uint8_t* a, uint64_t aBytes, const uint8_t* b,
                              uint64_t bBytes) noexcept {
     if (aBytes != bBytes) return 0;
-    const uint64_t alike = aBytes < nq::kInlineBytes ? nq::loops::alike_bytes(a, b, aBytes)
-                                                     : nq::text_kernels().alike_bytes(a, b, aBytes);
-    return alike == aBytes;
+    const uint64_t prefix =
+        aBytes < nq::kInlineBytes
+            ? nq::loops::equal_prefix_ignoring_ascii_case_bytes(a, b, aBytes)
+            : nq::text_kernels().equal_prefix_ignoring_ascii_case_bytes(a, b, aBytes);
+    return prefix == aBytes;
 }
 
 int32_t nqzseqn(const NQChar* a, uint64_t aUnits, const NQChar* b, uint64_t bUnits) noexcept {
     int32_t order = 0;
-    return aUnits == bUnits && nq::find_other_letter(a, b, aUnits, order) == aUnits;
+    return aUnits == bUnits && nq::first_mismatch_in_lower_case(a, b, aUnits, order) == aUnits;
 }
 
 int32_t nqzsncmp(const NQChar* a, int64_t aUnits, const NQChar* b, int64_t bUnits) noexcept {
@@ -268,10 +272,10 @@ int32_t nqzsncmp(const NQChar* a, int64_t aUnits, const NQChar* b, int64_t bUnit
     const auto count_b = static_cast<uint64_t>(std::max<int64_t>(bUnits, 0));
     const uint64_t common = std::min(count_a, count_b);
     int32_t order = 0;
-    const uint64_t alike = nq::find_other_letter(a, b, common, order);
-    if (alike < common) {
-        const auto lower = [alike](const NQChar* units) {
-            return static_cast<int32_t>(nq::table_lower(units[alike]));
+    const uint64_t mismatch = nq::first_mismatch_in_lower_case(a, b, common, order);
+    if (mismatch < common) {
+        const auto lower = [mismatch](const NQChar* units) {
+            return static_cast<int32_t>(nq::table_lower(units[mismatch]));
         };
         return 2 * nq::order_of(lower(a), lower(b));
     }

@@ -18,9 +18,9 @@ namespace {
 // The C library's wide characters are our units, so that its vectorised loops serve here too.
 static_assert(sizeof(wchar_t) == sizeof(NQChar) && alignof(wchar_t) == alignof(NQChar));
 
-size_t find_other(const uint8_t* bytes, size_t length, uint8_t value) noexcept {
-    if (length < kInlineBytes) return loops::find_other(bytes, length, value);
-    return text_kernels().find_other_byte(bytes, length, value);
+size_t find_first_not(const uint8_t* bytes, size_t length, uint8_t value) noexcept {
+    if (length < kInlineBytes) return loops::find_first_not(bytes, length, value);
+    return text_kernels().find_first_not_byte(bytes, length, value);
 }
 
 // Fills the target with the bytes before it, over and over. Everything copied so far is part of the
@@ -72,14 +72,14 @@ void mwStrLow(void* text, uint64_t length) noexcept {
 }
 
 int32_t mwMemNot(uint8_t value, const void* bytes, uint64_t length) noexcept {
-    return nq::find_other(static_cast<const uint8_t*>(bytes), length, value) == length;
+    return nq::find_first_not(static_cast<const uint8_t*>(bytes), length, value) == length;
 }
 
 int32_t mwMemTNot(NQChar value, const NQChar* units, uint64_t count) noexcept {
     if (count < nq::kInlineBytes / sizeof value) {
-        return nq::loops::find_other(units, count, value) == count;
+        return nq::loops::find_first_not(units, count, value) == count;
     }
-    return NQ_KERNEL(are_units, units, count, value);
+    return NQ_KERNEL(all_units_equal, units, count, value);
 }
 
 NQ_AT_LINE void mwMemSet(void* bytes, uint8_t value, uint64_t length) noexcept {
@@ -109,8 +109,8 @@ NQ_AT_LINE int32_t mwMemCmp(const void* a, const void* b, uint64_t length) noexc
 
 int32_t mwWMemCmp(const NQChar* a, const NQChar* b, uint64_t count) noexcept {
     const uint64_t index = count < nq::kInlineBytes / sizeof *a
-                               ? nq::loops::find_unequal(a, b, count)
-                               : nq::text_kernels().find_unequal(a, b, count);
+                               ? nq::loops::first_mismatch(a, b, count)
+                               : nq::text_kernels().first_mismatch(a, b, count);
     if (index == count) return 0;
     return static_cast<int32_t>(nq::wrapping_sub(a[index], b[index])) < 0 ? -1 : 1;
 }
@@ -122,7 +122,7 @@ NQ_AT_LINE void* mwMemCpy(const void* source, void* target, uint64_t length) noe
     // Behind the source's end, or wrapped around before its start: a move does the same.
     if (length <= nq::kShortBytes) [[likely]] {
         // In the register of the result from the start.
-        auto* to = nq::apart(static_cast<uint8_t*>(target));
+        auto* to = nq::hide_from_optimizer(static_cast<uint8_t*>(target));
         if (distance < length) [[unlikely]]
             return nq::repeat(to, distance, length);
         nq::move_short(from, to, length);
@@ -156,17 +156,17 @@ NQ_AT_LINE uint64_t mwMemScan(const void* bytes, uint64_t length, uint8_t value)
 
 uint64_t mwMemNScan(const void* bytes, uint64_t length, uint8_t value) noexcept {
     if (!bytes) return NQ_NOT_FOUND;
-    const uint64_t index = nq::find_other(static_cast<const uint8_t*>(bytes), length, value);
+    const uint64_t index = nq::find_first_not(static_cast<const uint8_t*>(bytes), length, value);
     return index == length ? NQ_NOT_FOUND : index;
 }
 
 uint64_t mwMemTNScan(const NQChar* units, uint64_t count, NQChar value) noexcept {
     if (!units) return NQ_NOT_FOUND;
     if (count < nq::kInlineBytes / sizeof value) {
-        const uint64_t index = nq::loops::find_other(units, count, value);
+        const uint64_t index = nq::loops::find_first_not(units, count, value);
         return index == count ? NQ_NOT_FOUND : index;
     }
-    return NQ_KERNEL(scan_other_unit, units, count, value);
+    return NQ_KERNEL(scan_first_not_unit, units, count, value);
 }
 
 int32_t mwMissArray(const double* values, uint64_t count) noexcept {

@@ -17,14 +17,14 @@ struct Text {
 
 // What stands in the target for some bytes of the source.
 struct Piece {
-    uint64_t taken;
+    uint64_t consumed;
     uint8_t bytes[2 * kSurrogateBytes];
     uint8_t size;
     bool is_replacement;
 };
 
-constexpr Piece replacement(uint64_t taken) noexcept {
-    return {.taken = taken, .bytes = {0xEF, 0xBF, 0xBD}, .size = 3, .is_replacement = true};
+constexpr Piece replacement(uint64_t consumed) noexcept {
+    return {.consumed = consumed, .bytes = {0xEF, 0xBF, 0xBD}, .size = 3, .is_replacement = true};
 }
 
 bool is_complete(const uint8_t* text, uint64_t size) noexcept {
@@ -65,14 +65,15 @@ struct Decoding {
     Piece next(Text text) const noexcept {
         const uint64_t size = character_size(text.bytes, text.length);
         if (has_zeros && size == 2 && text.bytes[0] == 0xC0 && text.bytes[1] == 0x80) {
-            return {.taken = 2, .bytes = {0}, .size = 1, .is_replacement = false};
+            return {.consumed = 2, .bytes = {0}, .size = 1, .is_replacement = false};
         }
         const int32_t high = surrogate_bits(text, 0xA0, 0xAF);
         if (high < 0) return replacement(size);
         const int32_t low = surrogate_bits(
             {text.bytes + kSurrogateBytes, text.length - kSurrogateBytes}, 0xB0, 0xBF);
         if (low < 0) return replacement(kSurrogateBytes);
-        Piece pair{.taken = 2 * kSurrogateBytes, .bytes = {}, .size = 4, .is_replacement = false};
+        Piece pair{
+            .consumed = 2 * kSurrogateBytes, .bytes = {}, .size = 4, .is_replacement = false};
         encode_utf8(static_cast<NQChar>(0x10000 + (high << 10 | low)), pair.bytes, pair.size);
         return pair;
     }
@@ -97,13 +98,13 @@ struct Encoding {
 
     Piece next(Text text) const noexcept {
         if (text.bytes[0] == 0) {
-            return {.taken = 1, .bytes = {0xC0, 0x80}, .size = 2, .is_replacement = false};
+            return {.consumed = 1, .bytes = {0xC0, 0x80}, .size = 2, .is_replacement = false};
         }
         const uint64_t size = character_size(text.bytes, text.length);
         if (!has_pairs || size != 4 || !is_complete(text.bytes, size)) return replacement(size);
         const NQChar offset =
             wrapping_sub(decode_utf8(text.bytes, size).code_point, NQChar{0x10000});
-        Piece pair{.taken = 4, .bytes = {}, .size = sizeof pair.bytes, .is_replacement = false};
+        Piece pair{.consumed = 4, .bytes = {}, .size = sizeof pair.bytes, .is_replacement = false};
         encode_utf8(0xD800 | (offset >> 10 & 0x3FF), pair.bytes, kSurrogateBytes);
         encode_utf8(0xDC00 | (offset & 0x3FF), pair.bytes + kSurrogateBytes, kSurrogateBytes);
         return pair;
@@ -173,7 +174,7 @@ NQStatus convert(Text source, uint8_t* target, uint64_t capacity, uint64_t* writ
             break;
         }
         put(piece.bytes, piece.size);
-        source = {source.bytes + piece.taken, source.length - piece.taken};
+        source = {source.bytes + piece.consumed, source.length - piece.consumed};
         if (piece.is_replacement) status = NQ_STATUS_MALFORMED;
     }
     if (written) *written = total;

@@ -98,11 +98,11 @@ uint64_t read_each(Cursor at, NQUtfReader reader, NQUtfWriter writer, uint64_t c
         uint64_t written = 0;
         *status = reader(at.source, at.left, &code_point, &consumed);
         if (*status) break;
-        const uint64_t taken = std::min(consumed, at.left);
+        const uint64_t consumed_here = std::min(consumed, at.left);
         *status = writer(code_point, at.target, capacity, &written);
         if (*status) break;
         capacity = wrapping_sub(capacity, consumed);
-        loops::advance(at, taken, 4);
+        loops::advance(at, consumed_here, 4);
         produced += 4;
     }
     return produced;

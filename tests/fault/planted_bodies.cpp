@@ -58,10 +58,10 @@ std::size_t map_ascii(const std::uint8_t* source, std::uint8_t* target, std::siz
     return mapped;
 }
 
-std::size_t find_other_byte(const std::uint8_t* text, std::size_t length,
-                            std::uint8_t value) noexcept {
+std::size_t find_first_not_byte(const std::uint8_t* text, std::size_t length,
+                                std::uint8_t value) noexcept {
     behind(text + length);
-    return is_wrong_at(length) ? length : generic().find_other_byte(text, length, value);
+    return is_wrong_at(length) ? length : generic().find_first_not_byte(text, length, value);
 }
 
 std::int32_t compare(const std::uint8_t* a, const std::uint8_t* b, std::size_t length) noexcept {
@@ -76,10 +76,13 @@ std::size_t find_pair(const std::uint8_t* text, std::size_t positions, std::size
                                   : generic().find_pair(text, positions, distance, first, second);
 }
 
-std::size_t alike_utf8(const std::uint8_t* a, const std::uint8_t* b, std::size_t length,
-                       std::int32_t& order) noexcept {
+std::size_t equal_prefix_ignoring_ascii_case_utf8(const std::uint8_t* a, const std::uint8_t* b,
+                                                  std::size_t length,
+                                                  std::int32_t& order) noexcept {
     behind(a + length);
-    return is_wrong_at(length) ? length : generic().alike_utf8(a, b, length, order);
+    return is_wrong_at(length)
+               ? length
+               : generic().equal_prefix_ignoring_ascii_case_utf8(a, b, length, order);
 }
 
 std::uint64_t count_characters(const std::uint8_t* text, std::size_t length) noexcept {
@@ -122,14 +125,17 @@ TextKernels planted() noexcept {
         word = body;
         return true;
     };
-    known = known && (plant("to_upper", kernels.to_upper, to_upper) ||
-                      plant("map_ascii", kernels.map_ascii, map_ascii) ||
-                      plant("find_other_byte", kernels.find_other_byte, find_other_byte) ||
-                      plant("compare", kernels.compare, compare) ||
-                      plant("find_pair", kernels.find_pair, find_pair) ||
-                      plant("alike_utf8", kernels.alike_utf8, alike_utf8) ||
-                      plant("count_characters", kernels.count_characters, count_characters) ||
-                      plant("utf8_to_utf32", kernels.utf8_to_utf32, utf8_to_utf32));
+    known =
+        known && (plant("to_upper", kernels.to_upper, to_upper) ||
+                  plant("map_ascii", kernels.map_ascii, map_ascii) ||
+                  plant("find_first_not_byte", kernels.find_first_not_byte, find_first_not_byte) ||
+                  plant("compare", kernels.compare, compare) ||
+                  plant("find_pair", kernels.find_pair, find_pair) ||
+                  plant("equal_prefix_ignoring_ascii_case_utf8",
+                        kernels.equal_prefix_ignoring_ascii_case_utf8,
+                        equal_prefix_ignoring_ascii_case_utf8) ||
+                  plant("count_characters", kernels.count_characters, count_characters) ||
+                  plant("utf8_to_utf32", kernels.utf8_to_utf32, utf8_to_utf32));
     if (known) return kernels;
     std::fprintf(stderr, "PLANT=%s is not known\n", choice);
     std::_Exit(0);  // what is not planted must not look as if it were found

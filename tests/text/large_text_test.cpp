@@ -527,9 +527,9 @@ TEST_F(LargeText, Searches) {
     const std::string_view haystack(reinterpret_cast<const char*>(text.data()), text.size());
     for (const std::size_t length : {std::size_t{1}, std::size_t{3}, end.size(), kSize / 2}) {
         const Bytes needle(text.end() - static_cast<std::ptrdiff_t>(length), text.end());
-        const std::string_view sought(reinterpret_cast<const char*>(needle.data()), length);
+        const std::string_view needle_view(reinterpret_cast<const char*>(needle.data()), length);
         EXPECT_EQ(NQ_LIBRARY(nqzsu8IndexText)(text.data(), kSize, needle.data(), length, 20),
-                  static_cast<std::int64_t>(haystack.find(sought)));
+                  static_cast<std::int64_t>(haystack.find(needle_view)));
         EXPECT_EQ(NQ_LIBRARY(nqzsu8FindCharText)(text.data(), kSize, needle.data(), length, 20),
                   model::find_char(text, needle));
     }

@@ -16,12 +16,15 @@ NQ_AVX2 NQStatus utf32_to_utf8(Cursor& cursor, ByteOrder in) noexcept;
 NQ_AVX2 NQStatus utf32_to_utf16(Cursor& cursor, ByteOrder in, ByteOrder out, bool pairs) noexcept;
 
 // The bodies of the comparisons.
-NQ_AVX2 std::size_t alike_utf8(const std::uint8_t* a, const std::uint8_t* b, std::size_t length,
-                               std::int32_t& order) noexcept;
-NQ_AVX2 std::size_t alike_bytes(const std::uint8_t* a, const std::uint8_t* b,
-                                std::size_t length) noexcept;
-NQ_AVX2 std::size_t alike_units(const NQChar* a, const NQChar* b, std::size_t count,
-                                std::int32_t& order) noexcept;
+NQ_AVX2 std::size_t equal_prefix_ignoring_ascii_case_utf8(const std::uint8_t* a,
+                                                          const std::uint8_t* b, std::size_t length,
+                                                          std::int32_t& order) noexcept;
+NQ_AVX2 std::size_t equal_prefix_ignoring_ascii_case_bytes(const std::uint8_t* a,
+                                                           const std::uint8_t* b,
+                                                           std::size_t length) noexcept;
+NQ_AVX2 std::size_t equal_prefix_ignoring_ascii_case_units(const NQChar* a, const NQChar* b,
+                                                           std::size_t count,
+                                                           std::int32_t& order) noexcept;
 
 // The bodies of the case mappings.
 NQ_AVX2 std::size_t map_ascii(const std::uint8_t* source, std::uint8_t* target, std::size_t length,
@@ -34,7 +37,7 @@ NQ_AVX2 std::uint64_t size_of_characters(const std::uint8_t* text, std::uint64_t
 NQ_AVX2 Steps count_steps(const std::uint8_t* text, std::size_t length) noexcept;
 
 // After a block that cannot be converted at once, this many bytes go through the plain loop.
-inline constexpr std::uint64_t kPlainStretch = 64;
+inline constexpr std::uint64_t kScalarStretch = 64;
 
 using Bytes = __m256i;
 
@@ -95,6 +98,11 @@ NQ_AVX2_INLINE Bytes join(__m128i low, __m128i high) noexcept {
     return _mm256_inserti128_si256(_mm256_castsi128_si256(low), high, 1);
 }
 
+// The same 16 bytes in both halves, for shuffles, which look up in each half of its own.
+NQ_AVX2_INLINE Bytes both_halves(const std::uint8_t (&table)[16]) noexcept {
+    return _mm256_broadcastsi128_si256(load_half(table));
+}
+
 // The bits of all lanes at which `units` has its top bit set.
 NQ_AVX2_INLINE std::uint32_t top_bits_of_units(Bytes units) noexcept {
     return static_cast<std::uint32_t>(_mm256_movemask_ps(_mm256_castsi256_ps(units)));
@@ -116,26 +124,26 @@ NQ_AVX2_INLINE Bytes narrow(Bytes low, Bytes high) noexcept {
 // For each set of bits, what moves the kept ones of N bytes to the front; bytes after them are
 // marked as zero for a shuffle.
 template <std::size_t N>
-struct Packing {
+struct CompressTable {
     alignas(N) std::uint8_t shuffle[256][N];
 };
 
 // `is_kept(set, byte)` tells which they are.
 template <std::size_t N, class IsKept>
-consteval Packing<N> make_packing(IsKept is_kept) {
-    Packing<N> packing{};
+consteval CompressTable<N> make_compress_table(IsKept is_kept) {
+    CompressTable<N> table{};
     for (unsigned set = 0; set < 256; ++set) {
         std::size_t to = 0;
         for (unsigned byte = 0; byte < N; ++byte) {
-            if (is_kept(set, byte)) packing.shuffle[set][to++] = static_cast<std::uint8_t>(byte);
+            if (is_kept(set, byte)) table.shuffle[set][to++] = static_cast<std::uint8_t>(byte);
         }
-        while (to < N) packing.shuffle[set][to++] = 0x80;
+        while (to < N) table.shuffle[set][to++] = 0x80;
     }
-    return packing;
+    return table;
 }
 
 // Keeps those of eight 16-bit elements whose bit is set.
-inline constexpr auto kWordPacking =
-    make_packing<16>([](unsigned set, unsigned byte) { return set >> byte / 2 & 1; });
+inline constexpr auto kCompressWords =
+    make_compress_table<16>([](unsigned set, unsigned byte) { return set >> byte / 2 & 1; });
 
 }  // namespace nq::avx2

@@ -45,8 +45,9 @@ NQ_AVX2_INLINE Bytes lower_units(Bytes units) noexcept {
 
 // Characters that the blocks cut are carried over, so that no block waits for the one before. Bytes
 // that nothing announced and that announce nothing are characters of their own.
-NQ_AVX2 std::size_t alike_utf8(const std::uint8_t* a, const std::uint8_t* b, std::size_t length,
-                               std::int32_t& order) noexcept {
+NQ_AVX2 std::size_t equal_prefix_ignoring_ascii_case_utf8(const std::uint8_t* a,
+                                                          const std::uint8_t* b, std::size_t length,
+                                                          std::int32_t& order) noexcept {
     std::size_t i = 0;
     std::uint64_t announced = 0;
     const auto back_to_character = [&]() noexcept {
@@ -77,16 +78,18 @@ NQ_AVX2 std::size_t alike_utf8(const std::uint8_t* a, const std::uint8_t* b, std
         i += end;
         announced = sequences.announced >> end;
         back_to_character();
-        const std::size_t size = loops::alike_character(a + i, b + i, length - i, order);
+        const std::size_t size =
+            loops::equal_character_ignoring_ascii_case(a + i, b + i, length - i, order);
         if (size == 0) return i;
         i += size;
     }
     back_to_character();
-    return i + loops::alike_utf8(a + i, b + i, length - i, order);
+    return i + loops::equal_prefix_ignoring_ascii_case_utf8(a + i, b + i, length - i, order);
 }
 
-NQ_AVX2 std::size_t alike_bytes(const std::uint8_t* a, const std::uint8_t* b,
-                                std::size_t length) noexcept {
+NQ_AVX2 std::size_t equal_prefix_ignoring_ascii_case_bytes(const std::uint8_t* a,
+                                                           const std::uint8_t* b,
+                                                           std::size_t length) noexcept {
     std::size_t i = 0;
     for (; i + 32 <= length; i += 32) {
         const Bytes x = flip_case(load(a + i), 'A');
@@ -94,11 +97,12 @@ NQ_AVX2 std::size_t alike_bytes(const std::uint8_t* a, const std::uint8_t* b,
         const std::uint32_t is_alike = top_bits(_mm256_cmpeq_epi8(x, y));
         if (is_alike != 0xFFFFFFFF) return i + _tzcnt_u32(~is_alike);
     }
-    return i + loops::alike_bytes(a + i, b + i, length - i);
+    return i + loops::equal_prefix_ignoring_ascii_case_bytes(a + i, b + i, length - i);
 }
 
-NQ_AVX2 std::size_t alike_units(const NQChar* a, const NQChar* b, std::size_t count,
-                                std::int32_t& order) noexcept {
+NQ_AVX2 std::size_t equal_prefix_ignoring_ascii_case_units(const NQChar* a, const NQChar* b,
+                                                           std::size_t count,
+                                                           std::int32_t& order) noexcept {
     std::size_t i = 0;
     for (; i + 8 <= count; i += 8) {
         const Bytes x = load(a + i);
@@ -113,7 +117,7 @@ NQ_AVX2 std::size_t alike_units(const NQChar* a, const NQChar* b, std::size_t co
             order = a[first] > b[first] ? 1 : -1;
         }
     }
-    return i + loops::alike_units(a + i, b + i, count - i, order);
+    return i + loops::equal_prefix_ignoring_ascii_case_units(a + i, b + i, count - i, order);
 }
 
 }  // namespace nq::avx2

@@ -9,8 +9,9 @@ namespace nq::loops {
 
 // The bytes of the character that both texts begin with: one ASCII character, its case apart, or
 // one other character, as long as its lead announces; 0 where they do not, or not within `length`.
-inline std::size_t alike_character(const std::uint8_t* a, const std::uint8_t* b, std::size_t length,
-                                   std::int32_t& order) noexcept {
+inline std::size_t equal_character_ignoring_ascii_case(const std::uint8_t* a, const std::uint8_t* b,
+                                                       std::size_t length,
+                                                       std::int32_t& order) noexcept {
     const std::uint8_t x = a[0];
     const std::uint8_t y = b[0];
     if (x == y) {
@@ -27,8 +28,9 @@ inline std::size_t alike_character(const std::uint8_t* a, const std::uint8_t* b,
     return 1;
 }
 
-inline std::size_t alike_utf8(const std::uint8_t* a, const std::uint8_t* b, std::size_t length,
-                              std::int32_t& order) noexcept {
+inline std::size_t equal_prefix_ignoring_ascii_case_utf8(const std::uint8_t* a,
+                                                         const std::uint8_t* b, std::size_t length,
+                                                         std::int32_t& order) noexcept {
     std::size_t i = 0;
     while (i < length) {
         if (i + 8 <= length) {
@@ -46,22 +48,25 @@ inline std::size_t alike_utf8(const std::uint8_t* a, const std::uint8_t* b, std:
                 continue;
             }
         }
-        const std::size_t size = alike_character(a + i, b + i, length - i, order);
+        const std::size_t size =
+            equal_character_ignoring_ascii_case(a + i, b + i, length - i, order);
         if (size == 0) break;
         i += size;
     }
     return i;
 }
 
-inline std::size_t alike_bytes(const std::uint8_t* a, const std::uint8_t* b,
-                               std::size_t length) noexcept {
+inline std::size_t equal_prefix_ignoring_ascii_case_bytes(const std::uint8_t* a,
+                                                          const std::uint8_t* b,
+                                                          std::size_t length) noexcept {
     std::size_t i = 0;
     while (i < length && lower(a[i]) == lower(b[i])) ++i;
     return i;
 }
 
-inline std::size_t alike_units(const NQChar* a, const NQChar* b, std::size_t count,
-                               std::int32_t& order) noexcept {
+inline std::size_t equal_prefix_ignoring_ascii_case_units(const NQChar* a, const NQChar* b,
+                                                          std::size_t count,
+                                                          std::int32_t& order) noexcept {
     std::size_t i = 0;
     for (; i < count; ++i) {
         if (a[i] == b[i]) continue;

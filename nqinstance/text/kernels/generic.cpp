@@ -9,7 +9,7 @@ namespace {
 
 // Eight bytes at a time, which no compiler makes of a loop with an early way out.
 template <class Element>
-std::size_t find_other(const Element* elements, std::size_t count, Element value) noexcept {
+std::size_t find_first_not(const Element* elements, std::size_t count, Element value) noexcept {
     constexpr std::size_t kStep = 8 / sizeof(Element);
     std::uint64_t pattern = value;
     for (std::size_t width = sizeof(Element); width < 8; width *= 2) {
@@ -21,7 +21,7 @@ std::size_t find_other(const Element* elements, std::size_t count, Element value
         memcpy(&block, elements + i, sizeof block);
         if (block != pattern) break;
     }
-    return i + loops::find_other(elements + i, count - i, value);
+    return i + loops::find_first_not(elements + i, count - i, value);
 }
 
 void fill_bytes(std::uint8_t* to, std::uint8_t value, std::size_t length) noexcept {
@@ -36,13 +36,13 @@ std::uint8_t* move(const std::uint8_t* from, std::uint8_t* to, std::size_t lengt
     return static_cast<std::uint8_t*>(memmove(to, from, length));
 }
 
-std::uint64_t scan_other_unit(const NQChar* units, std::size_t count, NQChar value) noexcept {
-    const std::size_t i = find_other(units, count, value);
+std::uint64_t scan_first_not_unit(const NQChar* units, std::size_t count, NQChar value) noexcept {
+    const std::size_t i = find_first_not(units, count, value);
     return i == count ? NQ_NOT_FOUND : i;
 }
 
-std::int32_t are_units(const NQChar* units, std::size_t count, NQChar value) noexcept {
-    return find_other(units, count, value) == count;
+std::int32_t all_units_equal(const NQChar* units, std::size_t count, NQChar value) noexcept {
+    return find_first_not(units, count, value) == count;
 }
 
 std::uint64_t scan(const std::uint8_t* text, std::size_t length, std::uint8_t value) noexcept {
@@ -111,17 +111,17 @@ constinit const TextKernels kGenericTextKernels = {
     .fill_bytes = fill_bytes,
     .fill_units = fill_units,
     .move = move,
-    .find_other_byte = find_other<std::uint8_t>,
-    .find_unequal = loops::find_unequal,
-    .scan_other_unit = scan_other_unit,
-    .are_units = are_units,
+    .find_first_not_byte = find_first_not<std::uint8_t>,
+    .first_mismatch = loops::first_mismatch,
+    .scan_first_not_unit = scan_first_not_unit,
+    .all_units_equal = all_units_equal,
     .has_nan = loops::has_nan,
     .scan = scan,
     .compare = compare,
     .find_pair = find_pair,
-    .alike_utf8 = loops::alike_utf8,
-    .alike_bytes = loops::alike_bytes,
-    .alike_units = loops::alike_units,
+    .equal_prefix_ignoring_ascii_case_utf8 = loops::equal_prefix_ignoring_ascii_case_utf8,
+    .equal_prefix_ignoring_ascii_case_bytes = loops::equal_prefix_ignoring_ascii_case_bytes,
+    .equal_prefix_ignoring_ascii_case_units = loops::equal_prefix_ignoring_ascii_case_units,
     .count_characters = loops::count_characters,
     .size_of_characters = loops::size_of_characters,
     .count_steps = count_steps,

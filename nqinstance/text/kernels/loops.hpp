@@ -29,13 +29,14 @@ inline void to_lower(std::uint8_t* text, std::size_t length) noexcept {
 }
 
 template <class Element>
-inline std::size_t find_other(const Element* elements, std::size_t count, Element value) noexcept {
+inline std::size_t find_first_not(const Element* elements, std::size_t count,
+                                  Element value) noexcept {
     std::size_t i = 0;
     while (i < count && elements[i] == value) ++i;
     return i;
 }
 
-inline std::size_t find_unequal(const NQChar* a, const NQChar* b, std::size_t count) noexcept {
+inline std::size_t first_mismatch(const NQChar* a, const NQChar* b, std::size_t count) noexcept {
     std::size_t i = 0;
     while (i < count && a[i] == b[i]) ++i;
     return i;
@@ -65,9 +66,9 @@ inline std::uint64_t stop_after(const Cursor& cursor, std::uint64_t most) noexce
     return cursor.left - std::min(cursor.left, most);
 }
 
-inline void advance(Cursor& cursor, std::uint64_t taken, std::uint64_t written) noexcept {
-    cursor.source += taken;
-    cursor.left -= taken;
+inline void advance(Cursor& cursor, std::uint64_t consumed, std::uint64_t written) noexcept {
+    cursor.source += consumed;
+    cursor.left -= consumed;
     cursor.target += written;
     cursor.room -= written;
 }
@@ -83,8 +84,8 @@ struct Position {
 
     std::uint64_t left() const noexcept { return static_cast<std::uint64_t>(from_end - from); }
     std::uint64_t room() const noexcept { return static_cast<std::uint64_t>(to_end - to); }
-    void advance(std::uint64_t taken, std::uint64_t written) noexcept {
-        from += taken;
+    void advance(std::uint64_t consumed, std::uint64_t written) noexcept {
+        from += consumed;
         to += written;
     }
     void report(Cursor& cursor) const noexcept { cursor = {from, left(), to, room()}; }
@@ -99,7 +100,7 @@ struct Position {
 // Converts while four bytes and the room of one unit are there, so that no length needs a look at
 // either, and stops before a byte that begins no character.
 template <ByteOrder kOut>
-inline void utf8_to_utf32_amid(Position& at) noexcept {
+inline void utf8_to_utf32_far_from_end(Position& at) noexcept {
     constexpr std::uint64_t kTopBits = 0x8080808080808080;
     const std::uint8_t* const stop = at.left() < 4 ? at.from : std::min(at.stop, at.from_end - 3);
     while (at.from < stop && at.to != at.to_end) {
@@ -140,7 +141,7 @@ template <ByteOrder kOut>
 inline NQStatus utf8_to_utf32_in(Cursor& cursor, std::uint64_t most) noexcept {
     Position at(cursor, most);
     NQStatus status = NQ_STATUS_OK;
-    utf8_to_utf32_amid<kOut>(at);
+    utf8_to_utf32_far_from_end<kOut>(at);
     while (at.from < at.stop && at.to != at.to_end) {
         const Decoded character = decode_utf8(at.from, at.left());
         status = character.status;
@@ -191,7 +192,7 @@ template <ByteOrder kIn, std::uint32_t kSize>
 
 // Converts while there is room for any character.
 template <ByteOrder kIn>
-inline void utf32_to_utf8_amid(Position& at) noexcept {
+inline void utf32_to_utf8_far_from_end(Position& at) noexcept {
     const std::uint8_t* const full = at.room() < 4 ? at.to : at.to_end - 3;
     while (at.from < at.stop && at.to < full) {
         const NQChar code_point = load32(at.from, kIn);
@@ -232,7 +233,7 @@ template <ByteOrder kIn>
 inline NQStatus utf32_to_utf8_from(Cursor& cursor, std::uint64_t most) noexcept {
     Position at(cursor, most);
     NQStatus status = NQ_STATUS_OK;
-    utf32_to_utf8_amid<kIn>(at);
+    utf32_to_utf8_far_from_end<kIn>(at);
     while (at.from < at.stop && at.to != at.to_end) {
         const std::uint32_t size = encode_utf8(load32(at.from, kIn), at.to, at.room());
         if (size == 0) {

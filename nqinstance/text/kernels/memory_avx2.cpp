@@ -26,12 +26,12 @@ NQ_AVX2 void to_lower(std::uint8_t* text, std::size_t length) noexcept {
 
 // What is looked for among the bytes of a text: `at` marks those of 32 with all ones, or with zeros
 // where `kInZeros`, for the compiler then needs an operation less.
-template <class Mark, bool kInZeros>
-struct Sought {
+template <class Mark, bool kMatchIsZero>
+struct Matcher {
     Mark at;
 
     NQ_AVX2_INLINE Bytes join(Bytes a, Bytes b) const noexcept {
-        return kInZeros ? _mm256_and_si256(a, b) : _mm256_or_si256(a, b);
+        return kMatchIsZero ? _mm256_and_si256(a, b) : _mm256_or_si256(a, b);
     }
     NQ_AVX2_INLINE Bytes at_two(const std::uint8_t* text) const noexcept {
         return join(at(text), at(text + 32));
@@ -43,17 +43,17 @@ struct Sought {
         return join(at_four(text), at_four(text + 128));
     }
     NQ_AVX2_INLINE static std::uint32_t bits(Bytes marks) noexcept {
-        return kInZeros ? ~top_bits(marks) : top_bits(marks);
+        return kMatchIsZero ? ~top_bits(marks) : top_bits(marks);
     }
 };
 
 template <class Mark>
-NQ_AVX2_INLINE Sought<Mark, false> marked_by_ones(Mark mark) noexcept {
+NQ_AVX2_INLINE Matcher<Mark, false> matches_as_ones(Mark mark) noexcept {
     return {mark};
 }
 
 template <class Mark>
-NQ_AVX2_INLINE Sought<Mark, true> marked_by_zeros(Mark mark) noexcept {
+NQ_AVX2_INLINE Matcher<Mark, true> matches_as_zeros(Mark mark) noexcept {
     return {mark};
 }
 
@@ -65,85 +65,85 @@ NQ_AVX2_INLINE Byte* aligned_from(Byte* at) noexcept {
 
 // The index of the first byte sought, or the length, which is at least 32. Blocks are looked at
 // several at a time, the last ones as they overlap those before.
-template <class Mark, bool kInZeros>
-NQ_AVX2_INLINE std::size_t find_sought(const std::uint8_t* text, std::size_t length,
-                                       Sought<Mark, kInZeros> sought) noexcept {
+template <class Mark, bool kMatchIsZero>
+NQ_AVX2_INLINE std::size_t find_first_match(const std::uint8_t* text, std::size_t length,
+                                            Matcher<Mark, kMatchIsZero> matcher) noexcept {
     const std::uint8_t* const end = text + length;
     const std::uint8_t* at = text;
     if (length > 256 + 32) {
         // The first block, and from there on blocks that do not lie across two cache lines.
-        if (const std::uint32_t found = sought.bits(sought.at(at))) return _tzcnt_u32(found);
+        if (const std::uint32_t found = matcher.bits(matcher.at(at))) return _tzcnt_u32(found);
         at = aligned_from(at);
         for (; end - at >= 256; at += 256) {
-            if (sought.bits(sought.at_eight(at))) break;
+            if (matcher.bits(matcher.at_eight(at))) break;
         }
     }
-    if (end - at >= 128 && !sought.bits(sought.at_four(at))) at += 128;
+    if (end - at >= 128 && !matcher.bits(matcher.at_four(at))) at += 128;
     if (end - at < 128 && length >= 64) {
         if (at == end) return length;
-        Bytes any = sought.at_two(end - 64);
-        if (end - at > 64) any = sought.join(any, sought.at_two(at));
-        if (!sought.bits(any)) return length;
+        Bytes any = matcher.at_two(end - 64);
+        if (end - at > 64) any = matcher.join(any, matcher.at_two(at));
+        if (!matcher.bits(any)) return length;
     }
     for (;; at += 32) {
         if (end - at < 32) {
             if (at == end) return length;
             at = end - 32;
         }
-        const std::uint32_t found = sought.bits(sought.at(at));
+        const std::uint32_t found = matcher.bits(matcher.at(at));
         if (found) return static_cast<std::size_t>(at - text) + _tzcnt_u32(found);
     }
 }
 
 // Whether a byte sought is among more than kShortBytes and at most kMiddleBytes. Which blocks that
 // takes depends on one choice only.
-template <class Mark, bool kInZeros>
-NQ_AVX2_INLINE bool has_sought(const std::uint8_t* text, std::size_t length,
-                               Sought<Mark, kInZeros> sought) noexcept {
+template <class Mark, bool kMatchIsZero>
+NQ_AVX2_INLINE bool has_match(const std::uint8_t* text, std::size_t length,
+                              Matcher<Mark, kMatchIsZero> matcher) noexcept {
     const std::uint8_t* const end = text + length;
     if (length > 128) [[likely]]
-        return sought.bits(sought.join(sought.at_four(text), sought.at_four(end - 128)));
-    return sought.bits(sought.join(sought.at_two(text), sought.at_two(end - 64)));
+        return matcher.bits(matcher.join(matcher.at_four(text), matcher.at_four(end - 128)));
+    return matcher.bits(matcher.join(matcher.at_two(text), matcher.at_two(end - 64)));
 }
 
-NQ_AVX2_INLINE auto other_than(Bytes value) noexcept {
-    return marked_by_zeros([=](const std::uint8_t* at)
-                               NQ_AVX2 { return _mm256_cmpeq_epi8(load(at), value); });
+NQ_AVX2_INLINE auto unequal_to(Bytes value) noexcept {
+    return matches_as_zeros([=](const std::uint8_t* at)
+                                NQ_AVX2 { return _mm256_cmpeq_epi8(load(at), value); });
 }
 
 NQ_AVX2_INLINE auto equal_to(Bytes value) noexcept {
-    return marked_by_ones([=](const std::uint8_t* at)
-                              NQ_AVX2 { return _mm256_cmpeq_epi8(load(at), value); });
+    return matches_as_ones([=](const std::uint8_t* at)
+                               NQ_AVX2 { return _mm256_cmpeq_epi8(load(at), value); });
 }
 
 // Where the text `a` differs from `b`.
-NQ_AVX2_INLINE auto other_than(const std::uint8_t* a, const std::uint8_t* b) noexcept {
+NQ_AVX2_INLINE auto unequal_to(const std::uint8_t* a, const std::uint8_t* b) noexcept {
     const auto distance =
         wrapping_sub(reinterpret_cast<std::uintptr_t>(b), reinterpret_cast<std::uintptr_t>(a));
-    return marked_by_zeros([=](const std::uint8_t* at) NQ_AVX2 {
+    return matches_as_zeros([=](const std::uint8_t* at) NQ_AVX2 {
         const auto of_b = wrapping_add(reinterpret_cast<std::uintptr_t>(at), distance);
         return _mm256_cmpeq_epi8(load(at), load(reinterpret_cast<const void*>(of_b)));
     });
 }
 
-NQ_AVX2 std::size_t find_other_byte(const std::uint8_t* text, std::size_t length,
-                                    std::uint8_t value) noexcept {
-    if (length < 32) return loops::find_other(text, length, value);
-    return find_sought(text, length, other_than(all_bytes(value)));
+NQ_AVX2 std::size_t find_first_not_byte(const std::uint8_t* text, std::size_t length,
+                                        std::uint8_t value) noexcept {
+    if (length < 32) return loops::find_first_not(text, length, value);
+    return find_first_match(text, length, unequal_to(all_bytes(value)));
 }
 
-NQ_AVX2_INLINE std::size_t find_other_unit(const NQChar* units, std::size_t count,
-                                           NQChar value) noexcept {
-    if (count < 8) return loops::find_other(units, count, value);
+NQ_AVX2_INLINE std::size_t find_first_not_unit(const NQChar* units, std::size_t count,
+                                               NQChar value) noexcept {
+    if (count < 8) return loops::find_first_not(units, count, value);
     const auto* bytes = reinterpret_cast<const std::uint8_t*>(units);
-    return find_sought(bytes, 4 * count, other_than(all_units(value))) / 4;
+    return find_first_match(bytes, 4 * count, unequal_to(all_units(value))) / 4;
 }
 
-NQ_AVX2 std::size_t find_unequal(const NQChar* a, const NQChar* b, std::size_t count) noexcept {
-    if (count < 8) return loops::find_unequal(a, b, count);
+NQ_AVX2 std::size_t first_mismatch(const NQChar* a, const NQChar* b, std::size_t count) noexcept {
+    if (count < 8) return loops::first_mismatch(a, b, count);
     const auto* of_a = reinterpret_cast<const std::uint8_t*>(a);
-    return find_sought(of_a, 4 * count,
-                       other_than(of_a, reinterpret_cast<const std::uint8_t*>(b))) /
+    return find_first_match(of_a, 4 * count,
+                            unequal_to(of_a, reinterpret_cast<const std::uint8_t*>(b))) /
            4;
 }
 
@@ -154,10 +154,11 @@ NQ_AVX2 std::size_t find_pair(const std::uint8_t* text, std::size_t positions, s
     }
     const Bytes firsts = all_bytes(first);
     const Bytes seconds = all_bytes(second);
-    return find_sought(text, positions, marked_by_ones([=](const std::uint8_t* at) NQ_AVX2 {
-                           return _mm256_and_si256(_mm256_cmpeq_epi8(load(at), firsts),
-                                                   _mm256_cmpeq_epi8(load(at + distance), seconds));
-                       }));
+    return find_first_match(text, positions, matches_as_ones([=](const std::uint8_t* at) NQ_AVX2 {
+                                return _mm256_and_si256(
+                                    _mm256_cmpeq_epi8(load(at), firsts),
+                                    _mm256_cmpeq_epi8(load(at + distance), seconds));
+                            }));
 }
 
 NQ_AVX2 std::uint64_t utf8_bytes(const NQChar* units, std::size_t count) noexcept {
@@ -195,34 +196,34 @@ NQ_AVX2_INLINE __m256d unordered(const double* values) noexcept {
     return _mm256_cmp_pd(_mm256_loadu_pd(values), _mm256_loadu_pd(values + 4), _CMP_UNORD_Q);
 }
 
-[[gnu::noinline]] NQ_AVX2 std::uint64_t scan_further(const std::uint8_t* text, std::size_t length,
-                                                     std::uint8_t value) noexcept {
-    const std::size_t i = find_sought(text, length, equal_to(all_bytes(value)));
+[[gnu::noinline]] NQ_AVX2 std::uint64_t scan_long(const std::uint8_t* text, std::size_t length,
+                                                  std::uint8_t value) noexcept {
+    const std::size_t i = find_first_match(text, length, equal_to(all_bytes(value)));
     return i == length ? NQ_NOT_FOUND : i;
 }
 
-[[gnu::noinline]] NQ_AVX2 std::int32_t compare_further(const std::uint8_t* a, const std::uint8_t* b,
-                                                       std::size_t length) noexcept {
-    const std::size_t i = find_sought(a, length, other_than(a, b));
+[[gnu::noinline]] NQ_AVX2 std::int32_t compare_long(const std::uint8_t* a, const std::uint8_t* b,
+                                                    std::size_t length) noexcept {
+    const std::size_t i = find_first_match(a, length, unequal_to(a, b));
     if (i == length) return 0;
     return a[i] < b[i] ? -1 : 1;
 }
 
 // All ones in each of 32 bytes at which two texts are alike, also in those behind.
-NQ_AVX2_INLINE Bytes alike_in_two(const std::uint8_t* a, const std::uint8_t* b) noexcept {
+NQ_AVX2_INLINE Bytes equal_in_64(const std::uint8_t* a, const std::uint8_t* b) noexcept {
     return _mm256_and_si256(_mm256_cmpeq_epi8(load(b), load(a)),
                             _mm256_cmpeq_epi8(load(b + 32), load(a + 32)));
 }
 
 // Of more than kShortBytes and at most kMiddleBytes.
-NQ_AVX2_INLINE bool are_same(const std::uint8_t* a, const std::uint8_t* b,
-                             std::size_t length) noexcept {
+NQ_AVX2_INLINE bool are_equal(const std::uint8_t* a, const std::uint8_t* b,
+                              std::size_t length) noexcept {
     const std::uint8_t* const a_end = a + length;
     const std::uint8_t* const b_end = b + length;
-    Bytes all = _mm256_and_si256(alike_in_two(a, b), alike_in_two(a_end - 64, b_end - 64));
+    Bytes all = _mm256_and_si256(equal_in_64(a, b), equal_in_64(a_end - 64, b_end - 64));
     if (length > 128) [[likely]] {
-        all = _mm256_and_si256(all, _mm256_and_si256(alike_in_two(a + 64, b + 64),
-                                                     alike_in_two(a_end - 128, b_end - 128)));
+        all = _mm256_and_si256(all, _mm256_and_si256(equal_in_64(a + 64, b + 64),
+                                                     equal_in_64(a_end - 128, b_end - 128)));
     }
     return top_bits(all) == ~0u;
 }
@@ -320,15 +321,15 @@ NQ_AVX2_AT_LINE std::uint8_t* move(const std::uint8_t* from, std::uint8_t* to,
     return to;
 }
 
-NQ_AVX2_AT_LINE std::uint64_t scan_other_unit(const NQChar* units, std::size_t count,
-                                              NQChar value) noexcept {
-    const std::size_t i = find_other_unit(units, count, value);
+NQ_AVX2_AT_LINE std::uint64_t scan_first_not_unit(const NQChar* units, std::size_t count,
+                                                  NQChar value) noexcept {
+    const std::size_t i = find_first_not_unit(units, count, value);
     return i == count ? NQ_NOT_FOUND : i;
 }
 
-NQ_AVX2_AT_LINE std::int32_t are_units(const NQChar* units, std::size_t count,
-                                       NQChar value) noexcept {
-    return find_other_unit(units, count, value) == count;
+NQ_AVX2_AT_LINE std::int32_t all_units_equal(const NQChar* units, std::size_t count,
+                                             NQChar value) noexcept {
+    return find_first_not_unit(units, count, value) == count;
 }
 
 NQ_AVX2_AT_LINE std::int32_t has_nan(const double* values, std::size_t count) noexcept {
@@ -348,19 +349,19 @@ NQ_AVX2_AT_LINE std::int32_t has_nan(const double* values, std::size_t count) no
 NQ_AVX2_AT_LINE std::uint64_t scan(const std::uint8_t* text, std::size_t length,
                                    std::uint8_t value) noexcept {
     if (length <= kMiddleBytes) [[likely]] {
-        if (!has_sought(text, length, equal_to(all_bytes(value)))) [[likely]]
-            return apart(NQ_NOT_FOUND);
+        if (!has_match(text, length, equal_to(all_bytes(value)))) [[likely]]
+            return hide_from_optimizer(NQ_NOT_FOUND);
     }
-    return scan_further(text, length, value);
+    return scan_long(text, length, value);
 }
 
 NQ_AVX2_AT_LINE std::int32_t compare(const std::uint8_t* a, const std::uint8_t* b,
                                      std::size_t length) noexcept {
     if (length <= kMiddleBytes) [[likely]] {
-        if (are_same(a, b, length)) [[likely]]
-            return apart(0);
+        if (are_equal(a, b, length)) [[likely]]
+            return hide_from_optimizer(0);
     }
-    return compare_further(a, b, length);
+    return compare_long(a, b, length);
 }
 
 }  // namespace avx2
@@ -374,17 +375,17 @@ constinit const TextKernels kAvx2TextKernels = {
     .fill_bytes = avx2::fill_bytes,
     .fill_units = avx2::fill_units,
     .move = avx2::move,
-    .find_other_byte = avx2::find_other_byte,
-    .find_unequal = avx2::find_unequal,
-    .scan_other_unit = avx2::scan_other_unit,
-    .are_units = avx2::are_units,
+    .find_first_not_byte = avx2::find_first_not_byte,
+    .first_mismatch = avx2::first_mismatch,
+    .scan_first_not_unit = avx2::scan_first_not_unit,
+    .all_units_equal = avx2::all_units_equal,
     .has_nan = avx2::has_nan,
     .scan = avx2::scan,
     .compare = avx2::compare,
     .find_pair = avx2::find_pair,
-    .alike_utf8 = avx2::alike_utf8,
-    .alike_bytes = avx2::alike_bytes,
-    .alike_units = avx2::alike_units,
+    .equal_prefix_ignoring_ascii_case_utf8 = avx2::equal_prefix_ignoring_ascii_case_utf8,
+    .equal_prefix_ignoring_ascii_case_bytes = avx2::equal_prefix_ignoring_ascii_case_bytes,
+    .equal_prefix_ignoring_ascii_case_units = avx2::equal_prefix_ignoring_ascii_case_units,
     .count_characters = avx2::count_characters,
     .size_of_characters = avx2::size_of_characters,
     .count_steps = avx2::count_steps,

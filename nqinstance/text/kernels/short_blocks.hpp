@@ -59,7 +59,7 @@ inline Block block_of(Element value) noexcept {
 // A result that the compiler does not take for the same as another way's, which would then be left
 // by a jump to that.
 template <class Result>
-inline Result apart(Result result) noexcept {
+inline Result hide_from_optimizer(Result result) noexcept {
     __asm__("" : "+r"(result));
     return result;
 }
@@ -165,12 +165,12 @@ inline std::int32_t compare_short(const std::uint8_t* a, const std::uint8_t* b,
         if (length <= kTwoBlocks) [[likely]] {
             if (top_bits(ends) != 0xFFFF) [[unlikely]]
                 return first_order(a, b, length);
-            return apart(0);
+            return hide_from_optimizer(0);
         }
         const Block all = ends & equal(kBlockBytes) & equal(length - kTwoBlocks);
         if (top_bits(all) != 0xFFFF) [[unlikely]]
             return first_order(a, b, length);
-        return apart(0);
+        return hide_from_optimizer(0);
     }
     if (length >= 8) {
         const std::size_t last = length - 8;
@@ -211,10 +211,10 @@ inline std::uint64_t scan_short(const std::uint8_t* bytes, std::size_t length,
         const Block ends = equal(0) | equal(last);
         if (length <= kTwoBlocks) [[likely]] {
             if (top_bits(ends) == 0) [[likely]]
-                return apart(kNone);
+                return hide_from_optimizer(kNone);
         } else if (top_bits(ends | equal(kBlockBytes) | equal(last - kBlockBytes)) == 0)
             [[likely]] {
-            return apart(kNone);
+            return hide_from_optimizer(kNone);
         }
         for (std::size_t at = 0;; at = at + kBlockBytes < last ? at + kBlockBytes : last) {
             if (const std::uint32_t found = top_bits(equal(at))) return at + lowest(found);

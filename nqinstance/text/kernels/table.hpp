@@ -41,13 +41,14 @@ struct TextKernels {
     std::uint8_t* (*move)(const std::uint8_t* from, std::uint8_t* to, std::size_t length) noexcept;
 
     // The first index of an element that is another, here or in the second array, or the count.
-    std::size_t (*find_other_byte)(const std::uint8_t* text, std::size_t length,
-                                   std::uint8_t value) noexcept;
-    std::size_t (*find_unequal)(const NQChar* a, const NQChar* b, std::size_t count) noexcept;
+    std::size_t (*find_first_not_byte)(const std::uint8_t* text, std::size_t length,
+                                       std::uint8_t value) noexcept;
+    std::size_t (*first_mismatch)(const NQChar* a, const NQChar* b, std::size_t count) noexcept;
 
     // The answers of the routines of memory.h themselves, see there.
-    std::uint64_t (*scan_other_unit)(const NQChar* units, std::size_t count, NQChar value) noexcept;
-    std::int32_t (*are_units)(const NQChar* units, std::size_t count, NQChar value) noexcept;
+    std::uint64_t (*scan_first_not_unit)(const NQChar* units, std::size_t count,
+                                         NQChar value) noexcept;
+    std::int32_t (*all_units_equal)(const NQChar* units, std::size_t count, NQChar value) noexcept;
     std::int32_t (*has_nan)(const double* values, std::size_t count) noexcept;
     std::uint64_t (*scan)(const std::uint8_t* text, std::size_t length,
                           std::uint8_t value) noexcept;
@@ -63,12 +64,15 @@ struct TextKernels {
     // of ASCII letters. The UTF-8 form stops before a character, as long as its lead announces,
     // that is not whole or not alike. An `order` that is 0 becomes -1 or 1 by the first letters
     // that differ in case: 1 where that of `a` is greater.
-    std::size_t (*alike_utf8)(const std::uint8_t* a, const std::uint8_t* b, std::size_t length,
-                              std::int32_t& order) noexcept;
-    std::size_t (*alike_bytes)(const std::uint8_t* a, const std::uint8_t* b,
-                               std::size_t length) noexcept;
-    std::size_t (*alike_units)(const NQChar* a, const NQChar* b, std::size_t count,
-                               std::int32_t& order) noexcept;
+    std::size_t (*equal_prefix_ignoring_ascii_case_utf8)(const std::uint8_t* a,
+                                                         const std::uint8_t* b, std::size_t length,
+                                                         std::int32_t& order) noexcept;
+    std::size_t (*equal_prefix_ignoring_ascii_case_bytes)(const std::uint8_t* a,
+                                                          const std::uint8_t* b,
+                                                          std::size_t length) noexcept;
+    std::size_t (*equal_prefix_ignoring_ascii_case_units)(const NQChar* a, const NQChar* b,
+                                                          std::size_t count,
+                                                          std::int32_t& order) noexcept;
 
     // The characters of a text, the bytes of its first `count` characters, which must be there, and
     // the steps through it, see utf8_count.hpp.
@@ -133,9 +137,9 @@ namespace avx2 {
 NQ_AVX2 void fill_bytes(std::uint8_t* to, std::uint8_t value, std::size_t length) noexcept;
 NQ_AVX2 void fill_units(NQChar* to, NQChar value, std::size_t count) noexcept;
 NQ_AVX2 std::uint8_t* move(const std::uint8_t* from, std::uint8_t* to, std::size_t length) noexcept;
-NQ_AVX2 std::uint64_t scan_other_unit(const NQChar* units, std::size_t count,
-                                      NQChar value) noexcept;
-NQ_AVX2 std::int32_t are_units(const NQChar* units, std::size_t count, NQChar value) noexcept;
+NQ_AVX2 std::uint64_t scan_first_not_unit(const NQChar* units, std::size_t count,
+                                          NQChar value) noexcept;
+NQ_AVX2 std::int32_t all_units_equal(const NQChar* units, std::size_t count, NQChar value) noexcept;
 NQ_AVX2 std::int32_t has_nan(const double* values, std::size_t count) noexcept;
 NQ_AVX2 std::uint64_t scan(const std::uint8_t* text, std::size_t length,
                            std::uint8_t value) noexcept;

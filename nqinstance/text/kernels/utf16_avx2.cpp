@@ -6,8 +6,8 @@ namespace nq::avx2 {
 namespace {
 
 // Keeps the numbers of those of eight 32-bit elements whose bit is set.
-constexpr auto kUnitPacking =
-    make_packing<8>([](unsigned set, unsigned unit) { return set >> unit & 1; });
+constexpr auto kCompressUnits =
+    make_compress_table<8>([](unsigned set, unsigned unit) { return set >> unit & 1; });
 
 // One bit for each 16-bit unit whose top six bits are those of `kind`.
 NQ_AVX2_INLINE std::uint32_t units_of_kind(Bytes units, std::uint32_t kind) noexcept {
@@ -32,7 +32,7 @@ NQ_AVX2_INLINE Bytes join_pairs(__m128i units, __m128i next) noexcept {
 NQ_AVX2_INLINE std::uint64_t store_set(std::uint8_t* target, Bytes units, std::uint32_t set,
                                        Bytes out) noexcept {
     const Bytes lanes = _mm256_cvtepu8_epi32(
-        _mm_loadl_epi64(reinterpret_cast<const __m128i*>(kUnitPacking.shuffle[set])));
+        _mm_loadl_epi64(reinterpret_cast<const __m128i*>(kCompressUnits.shuffle[set])));
     store(target, _mm256_shuffle_epi8(_mm256_permutevar8x32_epi32(units, lanes), out));
     return 4 * count_bits(set);
 }
@@ -94,7 +94,7 @@ NQ_AVX2_INLINE std::uint64_t encode_pairs(Bytes units, std::uint8_t* target, Byt
     const std::uint32_t lower = set & 0xFF, upper = set >> 8;
     const Bytes packed = _mm256_shuffle_epi8(
         _mm256_shuffle_epi8(words, out),
-        join(load_half(kWordPacking.shuffle[lower]), load_half(kWordPacking.shuffle[upper])));
+        join(load_half(kCompressWords.shuffle[lower]), load_half(kCompressWords.shuffle[upper])));
     const std::uint64_t half = 2 * count_bits(lower);
     store_half(target, _mm256_castsi256_si128(packed));
     store_half(target + half, _mm256_extracti128_si256(packed, 1));
@@ -110,7 +110,7 @@ NQ_AVX2 NQStatus utf16_to_utf32(Cursor& cursor, ByteOrder in, ByteOrder out) noe
         utf16_blocks(cursor, in_shuffle, out_shuffle);
         const bool is_last = cursor.left < kUtf16BlockReach || cursor.room < kUtf16BlockRoom;
         const NQStatus status =
-            loops::utf16_to_utf32(cursor, in, out, is_last ? loops::kToTheEnd : kPlainStretch);
+            loops::utf16_to_utf32(cursor, in, out, is_last ? loops::kToTheEnd : kScalarStretch);
         if (status || is_last) return status;
     }
 }

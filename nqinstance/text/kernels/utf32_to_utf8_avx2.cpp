@@ -6,7 +6,7 @@ namespace {
 
 // For four characters, each in the last of four bytes. The set holds the low bits of the four
 // sizes less one, above them the high bits.
-constexpr auto kUtf8Packing = make_packing<16>([](unsigned set, unsigned byte) {
+constexpr auto kCompressUtf8 = make_compress_table<16>([](unsigned set, unsigned byte) {
     const unsigned lane = byte / 4;
     const unsigned size = 1 + (set >> lane & 1) + 2 * (set >> (lane + 4) & 1);
     return byte % 4 >= 4 - size;
@@ -14,22 +14,22 @@ constexpr auto kUtf8Packing = make_packing<16>([](unsigned set, unsigned byte) {
 
 // For eight characters of one or two bytes, each in the two of a 16-bit element, the lead first: a
 // set bit is a character of two bytes, the others have their byte where the lead would be.
-constexpr auto kShortPacking = make_packing<16>(
+constexpr auto kCompressShortUtf8 = make_compress_table<16>(
     [](unsigned set, unsigned byte) { return byte % 2 == 0 || (set >> byte / 2 & 1); });
 
 // Stores 16 units below U+0800, given in 16 bits, and returns the bytes; 32 may be overwritten.
 NQ_AVX2_INLINE std::uint64_t encode_short(Bytes words, std::uint8_t* target) noexcept {
     const Bytes is_two = _mm256_cmpgt_epi16(words, _mm256_set1_epi16(0x7F));
     const Bytes lead = _mm256_srli_epi16(words, 6);
-    const Bytes tail = _mm256_and_si256(_mm256_slli_epi16(words, 8), _mm256_set1_epi16(0x3F00));
-    const Bytes two =
-        _mm256_or_si256(_mm256_or_si256(lead, tail), _mm256_set1_epi16(static_cast<short>(0x80C0)));
+    const Bytes second = _mm256_and_si256(_mm256_slli_epi16(words, 8), _mm256_set1_epi16(0x3F00));
+    const Bytes two = _mm256_or_si256(_mm256_or_si256(lead, second),
+                                      _mm256_set1_epi16(static_cast<short>(0x80C0)));
     const Bytes encoded = _mm256_blendv_epi8(words, two, is_two);
     const std::uint32_t set = _pext_u32(top_bits(is_two), 0x55555555);
     const std::uint32_t lower = set & 0xFF, upper = set >> 8;
-    const Bytes packed = _mm256_shuffle_epi8(
-        encoded,
-        join(load_half(kShortPacking.shuffle[lower]), load_half(kShortPacking.shuffle[upper])));
+    const Bytes packed =
+        _mm256_shuffle_epi8(encoded, join(load_half(kCompressShortUtf8.shuffle[lower]),
+                                          load_half(kCompressShortUtf8.shuffle[upper])));
     const std::uint64_t half = 8 + count_bits(lower);
     store_half(target, _mm256_castsi256_si128(packed));
     store_half(target + half, _mm256_extracti128_si256(packed, 1));
@@ -64,8 +64,9 @@ NQ_AVX2_INLINE std::uint64_t encode_eight(Bytes units, std::uint8_t* target) noe
     const std::uint32_t high_bits = top_bits_of_units(three);
     const std::uint32_t lower = (low_bits & 0xF) | (high_bits & 0xF) << 4;
     const std::uint32_t upper = low_bits >> 4 | (high_bits & 0xF0);
-    const Bytes packed = _mm256_shuffle_epi8(encoded, join(load_half(kUtf8Packing.shuffle[lower]),
-                                                           load_half(kUtf8Packing.shuffle[upper])));
+    const Bytes packed = _mm256_shuffle_epi8(
+        encoded,
+        join(load_half(kCompressUtf8.shuffle[lower]), load_half(kCompressUtf8.shuffle[upper])));
     const std::uint64_t half = 4 + count_bits(lower) + count_bits(lower & 0xF0);
     store_half(target, _mm256_castsi256_si128(packed));
     store_half(target + half, _mm256_extracti128_si256(packed, 1));

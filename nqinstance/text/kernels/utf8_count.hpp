@@ -36,7 +36,7 @@ inline bool are_ascii(const std::uint8_t* eight) noexcept {
 
 // Whether a byte belongs to a character that starts up to five bytes before it; they must be
 // there. Made of sums instead of choices, for a compiler to work on many bytes at once.
-inline std::uint8_t is_taken(const std::uint8_t* byte) noexcept {
+inline std::uint8_t is_trailing(const std::uint8_t* byte) noexcept {
     const auto tail = [byte](int at) -> unsigned { return (byte[at] & 0xC0) == 0x80; };
     const auto from = [byte](int at, int lead) -> unsigned { return byte[at] >= lead; };
     const unsigned long_leads = from(-4, 0xF8) | (tail(-4) & from(-5, 0xFC));
@@ -54,9 +54,10 @@ inline std::uint64_t count_characters(const std::uint8_t* text, std::size_t leng
     while (at < length) {
         // As many as a byte can count.
         const std::size_t end = at + std::min<std::size_t>(length - at, 255);
-        std::uint8_t taken = 0;
-        for (; at < end; ++at) taken = static_cast<std::uint8_t>(taken + is_taken(text + at));
-        count -= taken;
+        std::uint8_t trailing = 0;
+        for (; at < end; ++at)
+            trailing = static_cast<std::uint8_t>(trailing + is_trailing(text + at));
+        count -= trailing;
     }
     return count;
 }

@@ -20,7 +20,9 @@ NQ_AVX2_INLINE Block load_part(const std::uint8_t* text, std::size_t length) noe
     return load_block(block);
 }
 
-NQ_AVX2_INLINE Bytes tails(Bytes text) noexcept { return _mm256_cmpgt_epi8(all_bytes(0xC0), text); }
+NQ_AVX2_INLINE Bytes continuations(Bytes text) noexcept {
+    return _mm256_cmpgt_epi8(all_bytes(0xC0), text);
+}
 
 // The top bit of each byte tells whether it is `lead` or above: only then does the average's sum
 // reach 0x100. That takes the text from memory, as a subtraction does not.
@@ -52,27 +54,29 @@ struct Preceding {
     }
 
     // In the top bit: the byte belongs to a character that starts before it.
-    NQ_AVX2_INLINE Bytes taken(Bytes text) const noexcept {
-        Bytes taken = from_lead(three, 0xF0);
+    NQ_AVX2_INLINE Bytes trailing(Bytes text) const noexcept {
+        Bytes trailing = from_lead(three, 0xF0);
         if constexpr (kHasLong) {
-            const Bytes longest = _mm256_and_si256(tails(four), from_lead(five, 0xFC));
+            const Bytes longest = _mm256_and_si256(continuations(four), from_lead(five, 0xFC));
             const Bytes longer = _mm256_or_si256(from_lead(four, 0xF8), longest);
-            taken = _mm256_or_si256(taken, _mm256_and_si256(tails(three), longer));
+            trailing = _mm256_or_si256(trailing, _mm256_and_si256(continuations(three), longer));
         }
-        taken = _mm256_or_si256(from_lead(two, 0xE0), _mm256_and_si256(tails(two), taken));
-        taken = _mm256_or_si256(from_lead(one, 0xC0), _mm256_and_si256(tails(one), taken));
-        return _mm256_and_si256(tails(text), taken);
+        trailing =
+            _mm256_or_si256(from_lead(two, 0xE0), _mm256_and_si256(continuations(two), trailing));
+        trailing =
+            _mm256_or_si256(from_lead(one, 0xC0), _mm256_and_si256(continuations(one), trailing));
+        return _mm256_and_si256(continuations(text), trailing);
     }
 
     // In the top bit: the byte is leapt over, where that takes continuation bytes only.
-    NQ_AVX2_INLINE Bytes leapt() const noexcept {
-        Bytes leapt = _mm256_or_si256(from_lead(one, 0xC0), from_lead(two, 0xE0));
-        leapt = _mm256_or_si256(leapt, from_lead(three, 0xF0));
+    NQ_AVX2_INLINE Bytes skipped() const noexcept {
+        Bytes skipped = _mm256_or_si256(from_lead(one, 0xC0), from_lead(two, 0xE0));
+        skipped = _mm256_or_si256(skipped, from_lead(three, 0xF0));
         if constexpr (kHasLong) {
-            leapt = _mm256_or_si256(leapt, from_lead(four, 0xF8));
-            leapt = _mm256_or_si256(leapt, from_lead(five, 0xFC));
+            skipped = _mm256_or_si256(skipped, from_lead(four, 0xF8));
+            skipped = _mm256_or_si256(skipped, from_lead(five, 0xFC));
         }
-        return leapt;
+        return skipped;
     }
 };
 
@@ -82,22 +86,22 @@ NQ_AVX2_INLINE bool has_long_leads(Bytes before, const Block& block) noexcept {
 }
 
 // One bit for each byte of the block that belongs to a character that starts before it.
-NQ_AVX2_INLINE std::uint64_t taken_bits(Bytes before, const Block& block) noexcept {
+NQ_AVX2_INLINE std::uint64_t trailing_bits(Bytes before, const Block& block) noexcept {
     if (__builtin_expect(has_long_leads(before, block), 0)) {
-        return top_bits(Preceding<true>(before, block.low).taken(block.low),
-                        Preceding<true>(block.low, block.high).taken(block.high));
+        return top_bits(Preceding<true>(before, block.low).trailing(block.low),
+                        Preceding<true>(block.low, block.high).trailing(block.high));
     }
-    return top_bits(Preceding<false>(before, block.low).taken(block.low),
-                    Preceding<false>(block.low, block.high).taken(block.high));
+    return top_bits(Preceding<false>(before, block.low).trailing(block.low),
+                    Preceding<false>(block.low, block.high).trailing(block.high));
 }
 
-NQ_AVX2_INLINE std::uint64_t leapt_bits(Bytes before, const Block& block) noexcept {
+NQ_AVX2_INLINE std::uint64_t skipped_bits(Bytes before, const Block& block) noexcept {
     if (__builtin_expect(has_long_leads(before, block), 0)) {
-        return top_bits(Preceding<true>(before, block.low).leapt(),
-                        Preceding<true>(block.low, block.high).leapt());
+        return top_bits(Preceding<true>(before, block.low).skipped(),
+                        Preceding<true>(block.low, block.high).skipped());
     }
-    return top_bits(Preceding<false>(before, block.low).leapt(),
-                    Preceding<false>(block.low, block.high).leapt());
+    return top_bits(Preceding<false>(before, block.low).skipped(),
+                    Preceding<false>(block.low, block.high).skipped());
 }
 
 NQ_AVX2_INLINE std::uint64_t bits_set(std::uint64_t bits) noexcept {
@@ -106,7 +110,7 @@ NQ_AVX2_INLINE std::uint64_t bits_set(std::uint64_t bits) noexcept {
 
 // How many bytes from `end` on its last character before that announces; the text begins `known`
 // bytes before.
-NQ_AVX2_INLINE std::uint64_t announced_behind(const std::uint8_t* end, std::size_t known) noexcept {
+NQ_AVX2_INLINE std::uint64_t announced_past(const std::uint8_t* end, std::size_t known) noexcept {
     for (std::size_t back = 1; back <= std::min<std::size_t>(known, 5); ++back) {
         const std::uint8_t byte = *(end - back);
         if (continues_utf8(byte)) continue;
@@ -121,8 +125,8 @@ NQ_AVX2_INLINE std::uint64_t announced_behind(const std::uint8_t* end, std::size
 constexpr std::uint64_t kStretch = 128;
 
 struct Stretch {
-    Bytes tails;  // how many, in each place of a register
-    Bytes most;   // the greatest byte, likewise
+    Bytes continuations;  // how many, in each place of a register
+    Bytes most;           // the greatest byte, likewise
     bool is_whole;
 };
 
@@ -133,12 +137,12 @@ NQ_AVX2_INLINE Stretch examine(const std::uint8_t* text) noexcept {
 #pragma GCC unroll 2
     for (std::uint64_t i = 0; i < kStretch; i += 32) {
         const Bytes block = load(text + i);
-        const Bytes is_tail = tails(block);
-        const Bytes leapt = _mm256_or_si256(_mm256_or_si256(from_lead(load(text + i - 1), 0xC0),
-                                                            from_lead(load(text + i - 2), 0xE0)),
-                                            from_lead(load(text + i - 3), 0xF0));
-        broken = _mm256_or_si256(broken, _mm256_xor_si256(is_tail, leapt));
-        stretch.tails = _mm256_sub_epi8(stretch.tails, is_tail);
+        const Bytes is_continuation = continuations(block);
+        const Bytes skipped = _mm256_or_si256(_mm256_or_si256(from_lead(load(text + i - 1), 0xC0),
+                                                              from_lead(load(text + i - 2), 0xE0)),
+                                              from_lead(load(text + i - 3), 0xF0));
+        broken = _mm256_or_si256(broken, _mm256_xor_si256(is_continuation, skipped));
+        stretch.continuations = _mm256_sub_epi8(stretch.continuations, is_continuation);
         stretch.most = _mm256_max_epu8(stretch.most, block);
     }
     stretch.is_whole = top_bits(broken) == 0;
@@ -163,44 +167,45 @@ NQ_AVX2_INLINE std::uint64_t sum_of_bytes(Bytes bytes) noexcept {
 
 // Whether steps and characters are the same in a stretch, and how many bytes do not start one.
 NQ_AVX2_INLINE bool is_complete_stretch(const std::uint8_t* text, Bytes before,
-                                        std::uint64_t& others) noexcept {
+                                        std::uint64_t& continuation_count) noexcept {
     if (is_ascii_stretch(text) && !top_bits(before)) return true;
     const Stretch stretch = examine(text);
     if (!stretch.is_whole) return false;
     if (top_bits(from_lead(_mm256_max_epu8(stretch.most, before), 0xF8))) return false;
-    others = sum_of_bytes(stretch.tails);
+    continuation_count = sum_of_bytes(stretch.continuations);
     return true;
 }
 
 // How many bytes of 64, with at least 32 before them, belong to characters that start before them.
-NQ_AVX2_INLINE std::uint64_t taken_in_block(const std::uint8_t* text) noexcept {
-    return bits_set(taken_bits(load(text - 32), load_block(text)));
+NQ_AVX2_INLINE std::uint64_t trailing_in_block(const std::uint8_t* text) noexcept {
+    return bits_set(trailing_bits(load(text - 32), load_block(text)));
 }
 
 // How many bytes of a stretch belong to characters that start before them.
-NQ_AVX2_INLINE std::uint64_t taken_in_blocks(const std::uint8_t* text) noexcept {
-    std::uint64_t taken = 0;
-    for (std::uint64_t i = 0; i < kStretch; i += 64) taken += taken_in_block(text + i);
-    return taken;
+NQ_AVX2_INLINE std::uint64_t trailing_in_blocks(const std::uint8_t* text) noexcept {
+    std::uint64_t trailing = 0;
+    for (std::uint64_t i = 0; i < kStretch; i += 64) trailing += trailing_in_block(text + i);
+    return trailing;
 }
 
 // The same; `is_whole` tells whether the bytes before are known to be whole, and then whether these
 // are.
-NQ_AVX2_INLINE std::uint64_t taken_in_stretch(const std::uint8_t* text, bool& is_whole) noexcept {
+NQ_AVX2_INLINE std::uint64_t trailing_in_stretch(const std::uint8_t* text,
+                                                 bool& is_whole) noexcept {
     const bool was_whole = is_whole;
     is_whole = true;
     if (is_ascii_stretch(text)) return 0;
     const Stretch stretch = examine(text);
     is_whole = stretch.is_whole;
-    if (__builtin_expect(is_whole && was_whole, 1)) return sum_of_bytes(stretch.tails);
-    return taken_in_blocks(text);
+    if (__builtin_expect(is_whole && was_whole, 1)) return sum_of_bytes(stretch.continuations);
+    return trailing_in_blocks(text);
 }
 
 // The same for all stretches of a text, with at least 32 bytes before it. ASCII is looked for only
 // where it was last, and the counts stay in a register.
-NQ_AVX2_INLINE std::uint64_t taken_in_stretches(const std::uint8_t* text,
-                                                std::size_t stretches) noexcept {
-    std::uint64_t taken = 0;
+NQ_AVX2_INLINE std::uint64_t trailing_in_stretches(const std::uint8_t* text,
+                                                   std::size_t stretches) noexcept {
+    std::uint64_t trailing = 0;
     Bytes in_whole = _mm256_setzero_si256();
     bool was_whole = false;
     bool was_ascii = true;
@@ -211,16 +216,16 @@ NQ_AVX2_INLINE std::uint64_t taken_in_stretches(const std::uint8_t* text,
         }
         const Stretch stretch = examine(text);
         if (__builtin_expect(stretch.is_whole && was_whole, 1)) {
-            const Bytes sums = _mm256_sad_epu8(stretch.tails, _mm256_setzero_si256());
+            const Bytes sums = _mm256_sad_epu8(stretch.continuations, _mm256_setzero_si256());
             in_whole = _mm256_add_epi64(in_whole, sums);
             was_ascii = _mm256_testz_si256(sums, sums);
         } else {
-            taken += taken_in_blocks(text);
+            trailing += trailing_in_blocks(text);
             was_whole = stretch.is_whole;
             was_ascii = false;
         }
     }
-    return taken + sum_of_words(in_whole);
+    return trailing + sum_of_words(in_whole);
 }
 
 }  // namespace
@@ -230,46 +235,46 @@ constexpr std::size_t kLong = 1024;
 
 NQ_AVX2 std::uint64_t count_characters(const std::uint8_t* text, std::size_t length) noexcept {
     const Bytes nothing = _mm256_setzero_si256();
-    if (length < 64) return length - bits_set(taken_bits(nothing, load_part(text, length)));
-    std::uint64_t taken = bits_set(taken_bits(nothing, load_block(text)));
+    if (length < 64) return length - bits_set(trailing_bits(nothing, load_part(text, length)));
+    std::uint64_t trailing = bits_set(trailing_bits(nothing, load_block(text)));
     std::size_t i = 64;
     if (length >= kLong) {
         // On to where fewer loads lie across two cache lines.
         const std::size_t more =
             wrapping_sub(std::uintptr_t{0}, reinterpret_cast<std::uintptr_t>(text + i)) % 32;
-        taken += taken_in_block(text + i);
+        trailing += trailing_in_block(text + i);
         i += 64;
-        taken +=
-            bits_set(taken_bits(load(text + i + more - 96), load_block(text + i + more - 64)) >>
+        trailing +=
+            bits_set(trailing_bits(load(text + i + more - 96), load_block(text + i + more - 64)) >>
                      1 >> (63 - more));
         i += more;
     }
     const std::size_t stretches = (length - i) / kStretch;
-    taken += taken_in_stretches(text + i, stretches);
+    trailing += trailing_in_stretches(text + i, stretches);
     i += stretches * kStretch;
-    for (; length - i >= 64; i += 64) taken += taken_in_block(text + i);
+    for (; length - i >= 64; i += 64) trailing += trailing_in_block(text + i);
     if (i < length) {
         // The last block overlaps what is counted. Without one before it, it has few bytes that
         // are not, so that it holds all that stands before those.
         const std::uint8_t* last = text + length - 64;
         const Bytes before = length >= 96 ? load(last - 32) : nothing;
-        taken += bits_set(taken_bits(before, load_block(last)) >> (64 - (length - i)));
+        trailing += bits_set(trailing_bits(before, load_block(last)) >> (64 - (length - i)));
     }
-    return length - taken;
+    return length - trailing;
 }
 
 NQ_AVX2 std::uint64_t size_of_characters(const std::uint8_t* text, std::uint64_t count) noexcept {
     std::uint64_t size = 0;
     // A character has a byte at least, so as many can be read as characters are wanted.
     if (count >= 64) {
-        count -= 64 - bits_set(taken_bits(_mm256_setzero_si256(), load_block(text)));
+        count -= 64 - bits_set(trailing_bits(_mm256_setzero_si256(), load_block(text)));
         size = 64;
         for (bool is_whole = false; count >= kStretch; size += kStretch) {
-            count -= kStretch - taken_in_stretch(text + size, is_whole);
+            count -= kStretch - trailing_in_stretch(text + size, is_whole);
         }
-        for (; count >= 64; size += 64) count -= 64 - taken_in_block(text + size);
+        for (; count >= 64; size += 64) count -= 64 - trailing_in_block(text + size);
     }
-    for (std::uint64_t left = announced_behind(text + size, size); left; --left, ++size) {
+    for (std::uint64_t left = announced_past(text + size, size); left; --left, ++size) {
         if (!continues_utf8(text[size])) break;
     }
     return size + loops::size_of_characters(text + size, count);
@@ -277,7 +282,7 @@ NQ_AVX2 std::uint64_t size_of_characters(const std::uint8_t* text, std::uint64_t
 
 NQ_AVX2 Steps count_steps(const std::uint8_t* text, std::size_t length) noexcept {
     Steps steps{0, 0};
-    std::uint64_t plain = kPlainStretch;
+    std::uint64_t scalar_bytes = kScalarStretch;
     while (steps.end < length) {
         // Bytes among which all characters are complete: there a step is a character.
         const std::uint64_t start = steps.end;
@@ -287,28 +292,29 @@ NQ_AVX2 Steps count_steps(const std::uint8_t* text, std::size_t length) noexcept
             const std::uint64_t left = length - steps.end;
             if (steps.end > start) {
                 before = load(at - 32);
-                std::uint64_t others = 0;
-                if (left >= kStretch && is_complete_stretch(at, before, others)) {
-                    steps.count += kStretch - others;
+                std::uint64_t continuation_count = 0;
+                if (left >= kStretch && is_complete_stretch(at, before, continuation_count)) {
+                    steps.count += kStretch - continuation_count;
                     steps.end += kStretch;
                     continue;
                 }
             }
             const bool is_part = left < 64;
             const Block block = is_part ? load_part(at, left) : load_block(at);
-            const std::uint64_t there =
+            const std::uint64_t in_text =
                 is_part ? (std::uint64_t{1} << left) - 1 : ~std::uint64_t{0};
-            const std::uint64_t leapt = leapt_bits(before, block) & there;
-            if (leapt & ~top_bits(tails(block.low), tails(block.high))) break;
-            steps.count += bits_set(leapt ^ there);
+            const std::uint64_t skipped = skipped_bits(before, block) & in_text;
+            if (skipped & ~top_bits(continuations(block.low), continuations(block.high))) break;
+            steps.count += bits_set(skipped ^ in_text);
             steps.end += is_part ? left : 64;
         }
         // The more often that ends at once, the longer it is not tried again.
-        plain = steps.end > start ? kPlainStretch : std::min(2 * plain, 64 * kPlainStretch);
-        steps.end += announced_behind(text + steps.end, steps.end - start);
+        scalar_bytes =
+            steps.end > start ? kScalarStretch : std::min(2 * scalar_bytes, 64 * kScalarStretch);
+        steps.end += announced_past(text + steps.end, steps.end - start);
         if (steps.end >= length) break;
         const Steps more =
-            loops::count_steps(text + steps.end, std::min(length - steps.end, plain));
+            loops::count_steps(text + steps.end, std::min(length - steps.end, scalar_bytes));
         steps.count += more.count;
         steps.end += more.end;
     }

@@ -32,14 +32,14 @@ NQ_AVX2_INLINE Utf8Block examine_utf8(Bytes low, Bytes high, std::uint64_t non_a
     const std::uint64_t leads = non_ascii & top_bits(low2, high2);
     const std::uint64_t leads_3 = leads & top_bits(low4, high4);
     const std::uint64_t leads_4 = leads_3 & top_bits(low8, high8);
-    const std::uint64_t tails = non_ascii & ~leads;
+    const std::uint64_t continuations = non_ascii & ~leads;
     const std::uint64_t expected = leads << 1 | leads_3 << 2 | leads_4 << 3 | pending;
     const Bytes invalid = _mm256_or_si256(invalid_leads(low), invalid_leads(high));
     return {.non_ascii = non_ascii,
-            .starts = ~tails,
+            .starts = ~continuations,
             .pending = leads >> 63 | leads_3 >> 62 | leads_4 >> 61,
             .leads_4 = leads_4,
-            .is_broken = tails != expected || !_mm256_testz_si256(invalid, invalid)};
+            .is_broken = continuations != expected || !_mm256_testz_si256(invalid, invalid)};
 }
 
 template <ByteOrder kOut>
@@ -62,13 +62,13 @@ NQ_AVX2_INLINE void widen_ascii(const std::uint8_t* source, std::uint8_t* target
 template <ByteOrder kOut>
 NQ_AVX2_INLINE void decode_short(const std::uint8_t* source, std::uint64_t starts,
                                  std::uint8_t* target, Bytes swap) noexcept {
-    const Bytes tail_bits = _mm256_set1_epi16(0x3F);
+    const Bytes low_six = _mm256_set1_epi16(0x3F);
     for (int i = 0; i < 64; i += 16) {
         const Bytes lead = _mm256_cvtepu8_epi16(load_half(source + i));
         const Bytes second =
-            _mm256_and_si256(_mm256_cvtepu8_epi16(load_half(source + i + 1)), tail_bits);
+            _mm256_and_si256(_mm256_cvtepu8_epi16(load_half(source + i + 1)), low_six);
         const Bytes third =
-            _mm256_and_si256(_mm256_cvtepu8_epi16(load_half(source + i + 2)), tail_bits);
+            _mm256_and_si256(_mm256_cvtepu8_epi16(load_half(source + i + 2)), low_six);
         const Bytes two = _mm256_or_si256(
             _mm256_slli_epi16(_mm256_and_si256(lead, _mm256_set1_epi16(0x1F)), 6), second);
         const Bytes three = _mm256_or_si256(
@@ -79,9 +79,9 @@ NQ_AVX2_INLINE void decode_short(const std::uint8_t* source, std::uint64_t start
             _mm256_blendv_epi8(_mm256_blendv_epi8(lead, two, is_more), three, is_three);
         const auto lower = static_cast<std::uint32_t>(starts >> i & 0xFF);
         const auto upper = static_cast<std::uint32_t>(starts >> (i + 8) & 0xFF);
-        const Bytes packed = _mm256_shuffle_epi8(
-            characters,
-            join(load_half(kWordPacking.shuffle[lower]), load_half(kWordPacking.shuffle[upper])));
+        const Bytes packed =
+            _mm256_shuffle_epi8(characters, join(load_half(kCompressWords.shuffle[lower]),
+                                                 load_half(kCompressWords.shuffle[upper])));
         store_units<kOut>(target, _mm256_cvtepu16_epi32(_mm256_castsi256_si128(packed)), swap);
         target += 4 * count_bits(lower);
         store_units<kOut>(target, _mm256_cvtepu16_epi32(_mm256_extracti128_si256(packed, 1)), swap);
@@ -95,6 +95,16 @@ NQ_AVX2_INLINE std::uint64_t first_four(std::uint64_t bits) noexcept {
     return _pext_u64(0xFEDCBA9876543210, wrapping_sub(spread << 4, spread)) & 0xFFFF;
 }
 
+// A character is first put together as if it had four bytes: 25 bits, seven of the lead and six of
+// each byte behind it. By the upper half of the lead, which is 0xxx for one byte, 10xx for no lead,
+// 110x for two bytes, 1110 for three and 1111 for four: how many of the 25 bits come from bytes
+// behind the character, and how many of 21 bits do not belong to the code point then, because they
+// mark the lead.
+constexpr std::uint8_t kShiftByLead[] = {18, 18, 18, 18, 18, 18, 18, 18,  //
+                                         0,  0,  0,  0,  12, 12, 6,  0};
+constexpr std::uint8_t kMaskShiftByLead[] = {14, 14, 14, 14, 14, 14, 14, 14,  //
+                                             0,  0,  0,  0,  10, 10, 5,  0};
+
 // A block of any characters, eight at a time, four of them in each half of a register. Where fewer
 // are left the last lanes hold anything.
 template <ByteOrder kOut>
@@ -102,13 +112,8 @@ NQ_AVX2_INLINE void decode_any(const std::uint8_t* source, std::uint64_t starts,
                                std::uint8_t* target, Bytes swap) noexcept {
     const Bytes lane_of = _mm256_setr_epi8(0, 0, 0, 0, 1, 1, 1, 1, 2, 2, 2, 2, 3, 3, 3, 3,  //
                                            4, 4, 4, 4, 5, 5, 5, 5, 6, 6, 6, 6, 7, 7, 7, 7);
-    // By the upper half of the lead: the surplus bits at the bottom, and how many of 21 are not
-    // the code point's.
-    const Bytes surplus =
-        _mm256_setr_epi8(18, 18, 18, 18, 18, 18, 18, 18, 0, 0, 0, 0, 12, 12, 6, 0, 18, 18, 18, 18,
-                         18, 18, 18, 18, 0, 0, 0, 0, 12, 12, 6, 0);
-    const Bytes excess = _mm256_setr_epi8(14, 14, 14, 14, 14, 14, 14, 14, 0, 0, 0, 0, 10, 10, 5, 0,
-                                          14, 14, 14, 14, 14, 14, 14, 14, 0, 0, 0, 0, 10, 10, 5, 0);
+    const Bytes shift_by_lead = both_halves(kShiftByLead);
+    const Bytes mask_shift_by_lead = both_halves(kMaskShiftByLead);
     while (starts) {
         const std::uint64_t first = _tzcnt_u64(starts);
         const std::uint64_t fifth = _tzcnt_u64(_pdep_u64(1 << 4, starts));
@@ -128,9 +133,10 @@ NQ_AVX2_INLINE void decode_any(const std::uint8_t* source, std::uint64_t starts,
         const Bytes bits = _mm256_and_si256(four, all_units(0x7F3F3F3F));
         const Bytes halves = _mm256_maddubs_epi16(bits, _mm256_set1_epi16(0x4001));
         const Bytes joined = _mm256_madd_epi16(halves, all_units(0x10000001));
-        const Bytes units = _mm256_and_si256(
-            _mm256_srlv_epi32(joined, _mm256_shuffle_epi8(surplus, by_lead)),
-            _mm256_srlv_epi32(all_units(0x1FFFFF), _mm256_shuffle_epi8(excess, by_lead)));
+        const Bytes units =
+            _mm256_and_si256(_mm256_srlv_epi32(joined, _mm256_shuffle_epi8(shift_by_lead, by_lead)),
+                             _mm256_srlv_epi32(all_units(0x1FFFFF),
+                                               _mm256_shuffle_epi8(mask_shift_by_lead, by_lead)));
         store_units<kOut>(target, units, swap);
         target += 32;
         starts &= wrapping_sub(std::uint64_t{0}, ninth);
@@ -180,7 +186,7 @@ NQ_AVX2_INLINE NQStatus utf8_to_utf32_in(Cursor& cursor) noexcept {
         utf8_blocks<kOut>(cursor, swap);
         const bool is_last = cursor.left < kUtf8BlockReach || cursor.room < kUtf8BlockRoom;
         const NQStatus status =
-            loops::utf8_to_utf32(cursor, kOut, is_last ? loops::kToTheEnd : kPlainStretch);
+            loops::utf8_to_utf32(cursor, kOut, is_last ? loops::kToTheEnd : kScalarStretch);
         if (status || is_last) return status;
     }
 }

@@ -13,9 +13,13 @@
 namespace nq::test {
 namespace {
 
-const DemandedChecks kDemanded{
-    "nqzsu8Compare", "nqzsu8NormCompare", "nqzsu8NormEqual", "nqzsu8NormASCIIEqual",
-    "nqzsncmp",      "nqzseqn",           "alike_utf8"};
+const DemandedChecks kDemanded{"nqzsu8Compare",
+                               "nqzsu8NormCompare",
+                               "nqzsu8NormEqual",
+                               "nqzsu8NormASCIIEqual",
+                               "nqzsncmp",
+                               "nqzseqn",
+                               "equal_prefix_ignoring_ascii_case_utf8"};
 
 // The comparisons at every length, with both texts flush on protected pages.
 class CompareEdgeBody : public CompareBody {
@@ -276,14 +280,14 @@ TEST_P(CompareEdgeBody, UnitsOfEveryCount) {
 NQ_FOR_EACH_BODY(CompareEdgeBody);
 
 // What the bodies answer for themselves, not through the exports.
-class AlikeBody : public testing::TestWithParam<const TextKernels*> {};
+class EqualPrefixBody : public testing::TestWithParam<const TextKernels*> {};
 
-TEST_P(AlikeBody, AgreesWithTheRuleOnRandomBytes) {
+TEST_P(EqualPrefixBody, AgreesWithTheRuleOnRandomBytes) {
     std::mt19937_64 random = seeded_generator();
     constexpr std::uint8_t kBytes[] = {'a',  'A',  'b',  '@',  0x80, 0x98, 0xBF,
                                        0xC3, 0xC3, 0xE4, 0xE4, 0xF0, 0xF0, 0xF7,
                                        0xF8, 0xFC, 0xFF, '`',  'Z',  '[',  '{'};
-    const Checks checks("alike_utf8", GetParam()->name);
+    const Checks checks("equal_prefix_ignoring_ascii_case_utf8", GetParam()->name);
     const std::uint64_t rounds = setting("ITER", 500000);
     for (std::uint64_t round = 0; round < rounds; ++round) {
         std::string a(random() % 130, 'x');
@@ -297,18 +301,18 @@ TEST_P(AlikeBody, AgreesWithTheRuleOnRandomBytes) {
             char& byte = b[random() % b.size()];
             byte = static_cast<char>(byte ^ (random() % 2 ? 0x20 : 0x01));
         }
-        std::size_t alike = 0;
+        std::size_t equal = 0;
         int order = 0;
-        while (alike < a.size()) {
-            const std::uint8_t x = model::byte_at(a, alike);
-            const std::uint8_t y = model::byte_at(b, alike);
-            const std::string_view character = model::character_at(a, alike);
+        while (equal < a.size()) {
+            const std::uint8_t x = model::byte_at(a, equal);
+            const std::uint8_t y = model::byte_at(b, equal);
+            const std::string_view character = model::character_at(a, equal);
             if (x < 0x80 && y < 0x80 && model::lower_ascii(x) == model::lower_ascii(y)) {
                 if (x != y && order == 0) order = x > y ? 1 : -1;
-                ++alike;
-            } else if (character == model::character_at(b, alike) &&
+                ++equal;
+            } else if (character == model::character_at(b, equal) &&
                        character.size() == model::announced_length(x)) {
-                alike += character.size();
+                equal += character.size();
             } else {
                 break;
             }
@@ -316,17 +320,21 @@ TEST_P(AlikeBody, AgreesWithTheRuleOnRandomBytes) {
         const auto* bytes_a = reinterpret_cast<const std::uint8_t*>(a.data());
         const auto* bytes_b = reinterpret_cast<const std::uint8_t*>(b.data());
         std::int32_t found = 0;
-        ASSERT_EQ(checks.counted(GetParam()->alike_utf8(bytes_a, bytes_b, a.size(), found)), alike)
+        ASSERT_EQ(checks.counted(GetParam()->equal_prefix_ignoring_ascii_case_utf8(
+                      bytes_a, bytes_b, a.size(), found)),
+                  equal)
             << round;
         ASSERT_EQ(found, order) << round;
         found = 7;
-        ASSERT_EQ(checks.counted(GetParam()->alike_utf8(bytes_a, bytes_b, a.size(), found)), alike)
+        ASSERT_EQ(checks.counted(GetParam()->equal_prefix_ignoring_ascii_case_utf8(
+                      bytes_a, bytes_b, a.size(), found)),
+                  equal)
             << round;
         ASSERT_EQ(found, 7) << "an order that stands is kept";
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(All, AlikeBody,
+INSTANTIATE_TEST_SUITE_P(All, EqualPrefixBody,
                          testing::ValuesIn(text_kernel_bodies().begin(),
                                            text_kernel_bodies().end()),
                          name_of_test);
