@@ -1,7 +1,5 @@
 #include "nqinstance/datefmt/dates.h"
 
-#include <atomic>
-
 #include "nqinstance/base/calendar.hpp"
 #include "nqinstance/base/truncate.hpp"
 #include "nqinstance/datefmt/year_walk.hpp"
@@ -12,17 +10,6 @@ namespace {
 constexpr int32_t kEpochYear = 1960;
 constexpr int32_t kEpochWeekday = 5;
 constexpr double kSecondsPerDay = 86400.0;
-
-constinit std::atomic<const YearWalkBody*> chosen_body{nullptr};
-
-const YearWalkBody& year_walk_body() noexcept {
-    const YearWalkBody* body = chosen_body.load(std::memory_order_relaxed);
-    if (!body) {
-        body = year_walk_bodies().front();
-        chosen_body.store(body, std::memory_order_relaxed);
-    }
-    return *body;
-}
 
 // 13 for a day outside the year.
 int32_t month_of(const DaysBeforeMonths& days_before, int32_t day_of_year) noexcept {

@@ -2,6 +2,7 @@
 #include <span>
 
 #include "nqinstance/base/calendar.hpp"
+#include "nqinstance/base/cpu.hpp"
 
 namespace nq {
 
@@ -24,11 +25,27 @@ struct YearWalkBody {
     YearWalk (*walk)(YearWalk from) noexcept;
 };
 
+// Said to be hidden, or each use from another file would go through the offset table.
+#pragma GCC visibility push(hidden)
+
 extern const YearWalkBody year_walk_generic;
+#if defined(__x86_64__)
 extern const YearWalkBody year_walk_avx2;
+#endif
+
+extern BodyChoice<YearWalkBody> year_walk_in_use;
+
+#pragma GCC visibility pop
 
 // The bodies this CPU can run, best first; the last is always the generic one.
 std::span<const YearWalkBody* const> year_walk_bodies() noexcept;
+
+const YearWalkBody& choose_year_walk() noexcept;
+
+inline const YearWalkBody& year_walk_body() noexcept {
+    const YearWalkBody* chosen = year_walk_in_use.in_use();
+    return chosen ? *chosen : choose_year_walk();
+}
 
 // Walks the rest, year by year, to the first year that the days left do not reach beyond.
 inline YearWalk finish_walk(YearWalk at) noexcept {

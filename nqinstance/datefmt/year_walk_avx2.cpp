@@ -1,8 +1,7 @@
-#include <immintrin.h>
-
+#if defined(__x86_64__)
 #include "nqinstance/datefmt/year_walk.hpp"
 
-#define NQ_AVX2 __attribute__((target("avx2,popcnt")))
+#include <immintrin.h>
 
 namespace nq {
 namespace {
@@ -51,3 +50,4 @@ NQ_AVX2 YearWalk walk_avx2(YearWalk at) noexcept {
 constinit const YearWalkBody year_walk_avx2{"avx2", walk_avx2};
 
 }  // namespace nq
+#endif

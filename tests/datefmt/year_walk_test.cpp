@@ -5,8 +5,11 @@
 #include <climits>
 #include <random>
 #include <string>
+#include <vector>
 
+#include "nqinstance/datefmt/dates.h"
 #include "tests/support/check_counter.hpp"
+#include "tests/support/library.hpp"
 #include "tests/support/random.hpp"
 
 namespace {
@@ -18,7 +21,7 @@ int length_of(std::int32_t year) {
 
 std::int32_t year_after(std::int32_t year) { return year == INT_MAX ? INT_MIN : year + 1; }
 
-const nq::test::DemandedChecks kDemanded{"year_walk"};
+const nq::test::DemandedChecks kDemanded{"year_walk", "nqzdmdy"};
 
 class YearWalkBody : public testing::TestWithParam<const nq::YearWalkBody*> {};
 
@@ -73,3 +76,63 @@ INSTANTIATE_TEST_SUITE_P(, YearWalkBody,
                          testing::ValuesIn(nq::year_walk_bodies().begin(),
                                            nq::year_walk_bodies().end()),
                          [](const auto& body) { return std::string(body.param->name); });
+
+namespace {
+
+// The exported routine with each body, and in the delivered library, which has chosen its own: the
+// parameter is the body, null for the library.
+class DateBody : public testing::TestWithParam<const nq::YearWalkBody*> {
+  protected:
+    void SetUp() override { nq::year_walk_in_use = GetParam(); }
+    void TearDown() override { nq::year_walk_in_use = nullptr; }
+};
+
+std::vector<const nq::YearWalkBody*> ways_to_split_dates() {
+    const auto bodies = nq::year_walk_bodies();
+    std::vector<const nq::YearWalkBody*> ways(bodies.begin(), bodies.end());
+    ways.push_back(nullptr);
+    return ways;
+}
+
+}  // namespace
+
+TEST_P(DateBody, EveryDayFromTheEpoch) {
+    const auto split = GetParam() ? &::nqzdmdy : NQ_LIBRARY(nqzdmdy);
+    const nq::test::Checks checks("nqzdmdy", GetParam() ? GetParam()->name : "library");
+    std::int32_t year = 1960;
+    std::int32_t day_of_year = 0;
+    for (std::int32_t days = 0; days < 350000; ++days) {
+        std::int32_t month = 0, day = 0, found_year = 0, weekday = 0;
+        split(days * 86400.0, &month, &day, &found_year, &weekday);
+        ASSERT_EQ(checks.counted(found_year), year) << days;
+        ASSERT_EQ(month == 1 && day == 1, day_of_year == 0) << days;
+        ASSERT_EQ(month == 12 && day == 31, day_of_year == length_of(year) - 1) << days;
+        ASSERT_EQ(weekday, (5 + days) % 7) << days;
+        if (++day_of_year == length_of(year)) {
+            day_of_year = 0;
+            year = year_after(year);
+        }
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(, DateBody, testing::ValuesIn(ways_to_split_dates()),
+                         [](const auto& body) {
+                             return std::string(body.param ? body.param->name : "library");
+                         });
+
+TEST(YearWalkChoice, DatesUseTheBodyThatATestPutsIntoUse) {
+    static int walks = 0;
+    static constexpr nq::YearWalkBody kCounting{"counting", [](nq::YearWalk from) noexcept {
+                                                    ++walks;
+                                                    return nq::year_walk_generic.walk(from);
+                                                }};
+    std::int32_t year = 0;
+    nq::year_walk_in_use = &kCounting;
+    nqzdmdy(366 * 86400.0, nullptr, nullptr, &year, nullptr);
+    EXPECT_EQ(walks, 1);
+    EXPECT_EQ(year, 1961);
+    nq::year_walk_in_use = nullptr;
+    nqzdmdy(366 * 86400.0, nullptr, nullptr, &year, nullptr);
+    EXPECT_EQ(walks, 1);
+    EXPECT_EQ(nq::year_walk_in_use.in_use(), nq::year_walk_bodies().front());
+}

@@ -647,7 +647,7 @@ TEST(UtfDriverBlocks, PairsOfTheLibrarysOwnRoutinesTakeThem) {
 TEST(TextKernels, TheBestBodyIsChosenOnceAndTheGenericOneIsThere) {
     text_kernels_in_use = nullptr;
     EXPECT_EQ(&text_kernels(), text_kernel_bodies().front());
-    EXPECT_EQ(text_kernels_in_use.load(), text_kernel_bodies().front());
+    EXPECT_EQ(text_kernels_in_use.in_use(), text_kernel_bodies().front());
     EXPECT_EQ(text_kernel_bodies().back(), &kGenericTextKernels);
     text_kernels_in_use = &kGenericTextKernels;
     EXPECT_EQ(&text_kernels(), &kGenericTextKernels);

@@ -3,10 +3,7 @@
 
 #include "nqinstance/text/kernels/loops.hpp"
 
-// What the 256-bit bodies share. The functions are marked one by one, never the file: an inline
-// function compiled for a processor with AVX2 could be the copy that is linked for all.
-#define NQ_AVX2_INLINE __attribute__((target("avx2,bmi,bmi2,popcnt"), always_inline)) inline
-
+// What the 256-bit bodies share.
 namespace nq::avx2 {
 
 // The bodies of the conversions, see TextKernels.

@@ -1,9 +1,9 @@
 #pragma once
-#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <span>
 
+#include "nqinstance/base/cpu.hpp"
 #include "nqinstance/host/base.h"
 #include "nqinstance/text/kernels/utf8_count.hpp"
 #include "nqinstance/text/kernels/utf_codec.hpp"
@@ -108,15 +108,14 @@ extern const TextKernels kGenericTextKernels;
 extern const TextKernels kAvx2TextKernels;
 #endif
 
-// The body in use; null until the first call that needs one. Choosing twice chooses the same.
-extern std::atomic<const TextKernels*> text_kernels_in_use;
+extern BodyChoice<TextKernels> text_kernels_in_use;
 
 #pragma GCC visibility pop
 
 const TextKernels& choose_text_kernels() noexcept;
 
 inline const TextKernels& text_kernels() noexcept {
-    const TextKernels* chosen = text_kernels_in_use.load(std::memory_order_relaxed);
+    const TextKernels* chosen = text_kernels_in_use.in_use();
     return chosen ? *chosen : choose_text_kernels();
 }
 
@@ -130,8 +129,6 @@ template <auto kKernel, class... Arguments>
 #if defined(__x86_64__)
 // The kernels of the best body that such routines call. A jump to a known place takes half the time
 // of one through the table.
-#define NQ_AVX2 __attribute__((target("avx2,bmi,bmi2,popcnt")))
-#define NQ_AVX2_AT_LINE __attribute__((target("avx2,bmi,bmi2,popcnt"), aligned(64)))
 namespace avx2 {
 #pragma GCC visibility push(hidden)
 NQ_AVX2 void fill_bytes(std::uint8_t* to, std::uint8_t value, std::size_t length) noexcept;
@@ -155,7 +152,7 @@ NQ_AVX2 std::int32_t compare(const std::uint8_t* a, const std::uint8_t* b,
 template <auto kKernel, auto kBest, class... Arguments>
 [[gnu::always_inline]] inline auto call_kernel(Arguments... arguments) noexcept {
 #if defined(__x86_64__)
-    if (text_kernels_in_use.load(std::memory_order_relaxed) == &kAvx2TextKernels) [[likely]]
+    if (text_kernels_in_use.in_use() == &kAvx2TextKernels) [[likely]]
         return kBest(arguments...);
 #endif
     return call_other_kernel<kKernel>(arguments...);

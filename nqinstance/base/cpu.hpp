@@ -1,0 +1,52 @@
+#pragma once
+#include <atomic>
+#include <span>
+
+namespace nq {
+
+#if defined(__x86_64__)
+// Marks a function of a 256-bit body. All bodies of the library use the same features, so that any
+// may call another's helpers. Functions are marked one by one, never a whole file: an inline
+// function that is compiled for a processor with AVX2 could be the copy that the linker keeps for
+// all callers.
+#define NQ_AVX2 __attribute__((target("avx2,bmi,bmi2,popcnt")))
+#define NQ_AVX2_INLINE __attribute__((target("avx2,bmi,bmi2,popcnt"), always_inline)) inline
+// The same at the start of a cache line, for a function whose shortest ways end within a few lines.
+#define NQ_AVX2_AT_LINE __attribute__((target("avx2,bmi,bmi2,popcnt"), aligned(64)))
+#endif
+
+// Whether this processor runs functions that are marked NQ_AVX2.
+inline bool has_avx2() noexcept {
+#if defined(__x86_64__)
+    __builtin_cpu_init();
+    return __builtin_cpu_supports("avx2") && __builtin_cpu_supports("bmi") &&
+           __builtin_cpu_supports("bmi2") && __builtin_cpu_supports("popcnt");
+#else
+    return false;
+#endif
+}
+
+// Which body of a module's loops is in use. A body is a constant table of functions; all bodies
+// give the same results, so a thread may work with one while another thread chooses, and a thread
+// that sees the pointer needs no further ordering to see the table.
+template <class Body>
+class BodyChoice {
+  public:
+    // Null until the first call that needs a body.
+    const Body* in_use() const noexcept { return body_.load(std::memory_order_relaxed); }
+
+    // Takes the first of the bodies, which is the best that the processor runs, into use. Choosing
+    // twice chooses the same.
+    const Body& choose(std::span<const Body* const> bodies) noexcept {
+        *this = bodies.front();
+        return *bodies.front();
+    }
+
+    // For tests: takes this body into use; with null the next call that needs one chooses again.
+    void operator=(const Body* body) noexcept { body_.store(body, std::memory_order_relaxed); }
+
+  private:
+    std::atomic<const Body*> body_{nullptr};
+};
+
+}  // namespace nq
