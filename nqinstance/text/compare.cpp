@@ -11,8 +11,8 @@
 namespace nq {
 namespace {
 
-// So many characters are found alike one by one before blocks are tried again: more than the
-// punctuation between words that are not alike.
+// So many equal characters in a row make the loops below try blocks again: more than the
+// punctuation between words in which the texts differ.
 constexpr int kEqualInARow = 3;
 
 struct Text {
@@ -30,29 +30,36 @@ int32_t order_of(Number a, Number b) noexcept {
     return (a > b) - (a < b);
 }
 
-// Who lowers ASCII where the other side of a pair is something else.
+// Who lowers an ASCII character that is compared with one outside ASCII.
 enum class AsciiBy { host, table };
 
-// The order of code points in lower case, for one comparison. The host is asked through a pointer
-// and looks the character up, so that pairs it found the same are kept once a text turns out to
-// have many.
+// The order of code points in lower case, for one comparison of two texts. Asking the host costs a
+// call and a look-up, so once a text turns out to have many pairs that differ in case only, they
+// are kept.
 template <AsciiBy kAsciiBy>
 class LowerCaseOrder {
   public:
     explicit LowerCaseOrder(HostUnicode* unicode) noexcept : unicode_(unicode) {}
 
-    // Of two that differ.
-    int32_t operator()(NQChar a, NQChar b) noexcept {
+    // The order in lower case of two characters that are not the same bytes; sets an `order` that
+    // is 0 by the characters themselves. Where both are U+FFFD because they are malformed, the
+    // first text is the greater one.
+    int32_t compare(NQChar a, NQChar b, int32_t& order) noexcept {
+        if (order == 0) order = a < b ? -1 : 1;
+        return a == b ? 0 : compare_unequal(a, b);
+    }
+
+  private:
+    static constexpr unsigned kAsked = 24;
+    static constexpr unsigned kSame = 128;  // more than the letters of a script
+
+    int32_t compare_unequal(NQChar a, NQChar b) noexcept {
         const uint64_t pair = uint64_t{a} << 32 | b;
         if (asked_ >= kAsked && same_[a % kSame] == pair) return 0;
         const int32_t order = order_of(lower(a), lower(b));
         if (order == 0) keep(a, pair);
         return order;
     }
-
-  private:
-    static constexpr unsigned kAsked = 24;
-    static constexpr unsigned kSame = 128;  // more than the letters of a script
 
     int32_t lower(NQChar code_point) const noexcept {
         const bool by_table = kAsciiBy == AsciiBy::table && code_point < 0x80;
@@ -72,8 +79,8 @@ class LowerCaseOrder {
     uint64_t same_[kSame];
 };
 
-// The bytes of the character that both texts begin with, whole or cut off by the end of both; 0
-// where they begin differently.
+// The size of the character that both texts begin with, whole or cut off by the end of both; 0
+// where they begin with different ones.
 uint64_t same_character(Text a, Text b) noexcept {
     uint64_t size = kUtf8Length[*a.bytes];
     if (size > std::min(a.length, b.length)) {
@@ -96,17 +103,18 @@ bool has_two_bytes(Text text) noexcept {
     return static_cast<uint8_t>(text.bytes[0] - 0xC2) < 0xE0 - 0xC2 && text.length >= 2;
 }
 
-// Walks over both texts until the first `most` bytes of `a` are passed, or `b` ends, or a pair of
-// characters differs in lower case: then -1 or 1, else 0. An `order` that is 0 becomes that of the
-// first two characters which differ at all.
+// The character of two bytes that were loaded as a big-endian unit.
+//   110a'aaaa 10bb'bbbb -> 0000'0aaa aabb'bbbb
+constexpr NQChar character_of(uint32_t unit) noexcept {
+    return (unit & 0x1F00) >> 2 | (unit & 0x3F);
+}
+
+// Walks over both texts until the first `most` bytes of `a` are passed, or `b` ends, or two
+// characters differ in lower case. Returns -1 or 1 for these, else 0. Where `order` is 0, the first
+// two characters that differ at all set it.
 template <AsciiBy kAsciiBy>
 int32_t walk(Text& a, Text& b, uint64_t most, int32_t& order) noexcept {
-    LowerCaseOrder<kAsciiBy> lower_case_order(host_unicode());
-    // Malformed characters of other bytes count as greater even where both are U+FFFD.
-    const auto fold = [&](NQChar of_a, NQChar of_b) noexcept {
-        if (order == 0) order = of_a < of_b ? -1 : 1;
-        return of_a == of_b ? 0 : lower_case_order(of_a, of_b);
-    };
+    LowerCaseOrder<kAsciiBy> lower(host_unicode());
     const uint64_t rest = a.length - most;
     while (a.length > rest && b.length) {
         const uint64_t prefix = equal_prefix(a, b, std::min(a.length - rest, b.length), order);
@@ -125,8 +133,8 @@ int32_t walk(Text& a, Text& b, uint64_t most, int32_t& order) noexcept {
                 ++equal_in_a_row;
                 continue;
             }
-            // Most letters beyond ASCII. Their lead bytes may be the same or not, which cannot be
-            // guessed, so that both bytes are looked at together.
+            // Most letters outside ASCII. Whether their lead bytes are the same cannot be
+            // predicted, so both bytes of each are compared together.
             if (has_two_bytes(a) && has_two_bytes(b)) {
                 const uint16_t unit_a = load16(a.bytes, ByteOrder::big);
                 const uint16_t unit_b = load16(b.bytes, ByteOrder::big);
@@ -134,10 +142,8 @@ int32_t walk(Text& a, Text& b, uint64_t most, int32_t& order) noexcept {
                     ++equal_in_a_row;
                 } else {
                     equal_in_a_row = 0;
-                    const auto decoded = [](uint32_t unit) {
-                        return (unit & 0x1F00) >> 2 | (unit & 0x3F);
-                    };
-                    const int32_t folded = fold(decoded(unit_a), decoded(unit_b));
+                    const int32_t folded =
+                        lower.compare(character_of(unit_a), character_of(unit_b), order);
                     if (folded) return folded;
                 }
                 a.skip(2);
@@ -155,7 +161,7 @@ int32_t walk(Text& a, Text& b, uint64_t most, int32_t& order) noexcept {
             equal_in_a_row = 0;
             const Decoded of_a = decode_utf8(a.bytes, a.length);
             const Decoded of_b = decode_utf8(b.bytes, b.length);
-            const int32_t folded = fold(of_a.code_point, of_b.code_point);
+            const int32_t folded = lower.compare(of_a.code_point, of_b.code_point, order);
             if (folded) return folded;
             a.skip(of_a.consumed);
             b.skip(of_b.consumed);
@@ -164,12 +170,13 @@ int32_t walk(Text& a, Text& b, uint64_t most, int32_t& order) noexcept {
     return 0;
 }
 
-// The same bytes are alike whatever they mean.
+// The same bytes are equal whether or not they are well-formed.
 bool are_identical(Text a, Text b) noexcept {
     return a.length == b.length && (a.length == 0 || memcmp(a.bytes, b.bytes, a.length) == 0);
 }
 
-// What one text has over the other, of which `are_blanks` tells whether it is of no account.
+// The result for two texts that are equal as far as the shorter one goes. If the rest of the longer
+// one is blank, which `are_blanks` says, the order of letters that differ in case decides.
 template <class Count, class AreBlanks>
 int32_t with_rest(int32_t order, Count a, Count b, AreBlanks are_blanks) noexcept {
     return a == b || are_blanks() ? order : 2 * order_of(a, b);
