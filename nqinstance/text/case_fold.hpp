@@ -7,10 +7,10 @@
 #include "nqinstance/text/case_tables.hpp"
 #include "nqinstance/text/kernels/utf8_tables.hpp"
 
-// The case of one character, inline: the case mappings and the comparisons use these.
+// Maps the case of one character, inline, for the case mappings and the comparisons.
 namespace nq {
 
-// By byte: ASCII letters of the other case mapped, all else unchanged.
+// The mappings of single bytes: they change ASCII letters only.
 inline constexpr auto ansi_upcasetable = detail::byte_table<std::uint8_t>(
     [](std::size_t byte) { return byte >= 'a' && byte <= 'z' ? byte - 32 : byte; });
 inline constexpr auto ansi_lowcasetable = detail::byte_table<std::uint8_t>(
@@ -18,7 +18,8 @@ inline constexpr auto ansi_lowcasetable = detail::byte_table<std::uint8_t>(
 
 namespace detail {
 
-// The whole list is scanned, with the value that a pair before may have replaced.
+// Goes on through the whole list with the replaced value. Stopping at the first match would give
+// another result for a letter whose mapping is in the list too.
 inline NQChar map_by_list(const std::uint32_t* pairs, NQChar unit) noexcept {
     for (; pairs[0]; pairs += 2) {
         if (pairs[0] == unit) unit = pairs[1];
@@ -39,8 +40,8 @@ inline NQChar map_by_table(const std::int8_t* shifts, const std::uint32_t* list,
 inline NQChar map_by_wide_table(const std::int32_t* rows, const std::int32_t* shifts,
                                 NQChar unit) noexcept {
     if (unit >= 0x10000) return unit;
-    // All ones where there is a row. Without, the first one's distance is read and not used: blocks
-    // with and without rows alternate in texts, so that no branch could be guessed.
+    // All ones where the block has a row, else 0; then the first row's shift is read and not used.
+    // Blocks with and without rows alternate in texts, so a branch could not be predicted.
     const std::int32_t row = rows[unit >> kCaseBlockBits];
     const auto has_row = static_cast<std::uint32_t>(~(row >> 31));
     const std::int32_t shift =
@@ -72,7 +73,7 @@ inline HostUnicode* host_unicode() noexcept {
     return kernel ? kernel->unicode : nullptr;
 }
 
-// An operation of HostUnicode that maps one code point, or one that stands for it.
+// An operation of HostUnicode that maps one code point, or a function that takes its place.
 using CaseOperation = decltype(HostUnicode::toUpper);
 
 // The host's mapping of any code point, ASCII too; without a service the built-in one.

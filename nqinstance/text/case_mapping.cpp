@@ -7,8 +7,9 @@
 namespace nq {
 namespace {
 
-// Maps units, most of them outside ASCII, up to two ASCII ones in a row. A function of its own, so
-// that all its state is in registers. Two at a time, as much of the time goes into jumps.
+// Maps units, most of them outside ASCII, and stops before two ASCII units in a row. Never inlined,
+// so that all its state stays in registers. Maps two units in each round, because much of the time
+// goes into the branches of a round.
 template <class Case>
 [[gnu::noinline]] size_t map_unit_run(HostUnicode* unicode, NQChar* units, size_t count) noexcept {
     const CaseOperation operation = Case::operation(unicode);
@@ -44,7 +45,8 @@ void map_units(NQChar* units, int64_t signed_count) noexcept {
 
 // --- In place ------------------------------------------------------------------------------------
 
-// A text under work: what is written may fall behind what is read, or run ahead of it.
+// A text that is mapped in place. The place that is written can fall behind the one that is read,
+// or run ahead of it.
 struct InPlace {
     uint8_t* const text;
     const uint64_t length;
@@ -54,7 +56,7 @@ struct InPlace {
     uint64_t left() const noexcept { return length - read; }
     uint64_t room() const noexcept { return write < length ? length - write : 0; }
 
-    // Moves bytes from the read position as through a buffer.
+    // Moves bytes from the place that is read to the one that is written; the two may overlap.
     void move(uint64_t size) noexcept {
         const uint64_t moved = std::min(size, room());
         const uint8_t* from = text + read;
@@ -81,16 +83,17 @@ struct InPlace {
     }
 };
 
-// Single bytes go where they were read or behind what is written.
+// Where a mapped single byte goes: nqzsu8Upper puts it where it was read, nqzsu8Lower behind what
+// was written so far.
 template <class Case>
 uint64_t single_byte_place(const InPlace& at) noexcept {
     return Case::kSingleBytesStay ? at.read : at.write;
 }
 
-// Maps what can be mapped at once, without a look at each byte's place; false if that is nothing.
+// Maps a run at once, without a check of each byte's place; false where there is no such run.
 template <class Case>
 [[gnu::always_inline]] inline bool map_stretch(InPlace& at, HostUnicode* unicode) noexcept {
-    // Ahead of the read position each byte written may be the next one to be read.
+    // Writing ahead of the place that is read would change bytes that the run has still to read.
     if (at.write > at.read) return false;
     const uint8_t* source = at.text + at.read;
     uint8_t* target = at.text + single_byte_place<Case>(at);
@@ -175,7 +178,7 @@ class Output {
         return run;
     }
 
-    // Maps the ASCII bytes at the start, as far as they fit; their number.
+    // Maps the ASCII bytes at the start, as far as they fit, and returns their number.
     template <class Case>
     uint64_t put_ascii(const uint8_t* source, uint64_t length) noexcept {
         const uint64_t mapped =
@@ -193,14 +196,14 @@ class Output {
     uint64_t written_ = 0;
 };
 
-// The bytes that the character's lead announces. Of a valid one they are the consumed ones, which
-// are known by branches that are guessed, where the table would be waited for.
+// The number of bytes that the character's lead announces. For a valid character that is what
+// decoding consumed, which is known without waiting for a look-up in the table.
 uint64_t announced_size(const uint8_t* source, const Decoded& character) noexcept {
     return character.status == NQ_STATUS_OK ? character.consumed : kUtf8Length[*source];
 }
 
-// Puts the character at `source`; false where it does not fit. Inline, so that the loop keeps the
-// output's state in registers.
+// Writes the mapping of the character at `source`; false where it does not fit. Inline, so that the
+// caller's loop keeps the state of the output in registers.
 template <class Case>
 [[gnu::always_inline]] inline bool put_mapped(Output& out, HostUnicode* unicode,
                                               const uint8_t* source,
@@ -241,7 +244,8 @@ NQStatus map_without_language(HostUnicode* unicode, const uint8_t* source, uint6
     return fits ? NQ_STATUS_OK : NQ_STATUS_BUFFER_TOO_SMALL;
 }
 
-// The language's mapping of codePoints[0]; 0 code points when it has none.
+// Maps code_points[0] by the language's rules and returns the number of code points; 0 where the
+// language has no rule for it.
 template <class Case>
 uint64_t map_by_rules(HostUnicode* unicode, uint32_t language, const NQChar* code_points,
                       uint64_t count, NQChar* mapped, uint64_t& state) noexcept {
@@ -280,7 +284,8 @@ NQStatus map_by_language(HostUnicode* unicode, uint32_t language, const uint8_t*
     return NQ_STATUS_OK;
 }
 
-// With a null locale, or one whose language has no rules, the plain mapping.
+// Maps by the rules of the locale's language; without a locale, or without rules, character by
+// character.
 template <class Case>
 NQStatus map_to(const NQLocale* locale, const uint8_t* source, uint64_t length, uint8_t* target,
                 uint64_t capacity, uint64_t* written) noexcept {

@@ -37,11 +37,11 @@ struct LowerCase {
     }
 };
 
-// Runs up to here, as between the letters of another script, are not worth a call.
+// Shorter runs, such as those between the letters of another script, are not worth a call.
 inline constexpr std::size_t kShortAsciiRun = 16;
 
 // Maps the ASCII bytes at the start and returns their number. The target may be the source, or
-// start before it.
+// start before it and overlap it.
 template <class Case>
 inline std::size_t map_ascii(const std::uint8_t* source, std::uint8_t* target,
                              std::size_t length) noexcept {
@@ -52,8 +52,9 @@ inline std::size_t map_ascii(const std::uint8_t* source, std::uint8_t* target,
                                            Case::kFirstLetter);
 }
 
-// What map_run did. With a `pending` size the next character is of that size and was mapped to
-// another one, which is still to be stored.
+// The result of map_run: the bytes that it mapped. Where `pending` is not 0, the next character
+// takes so many bytes and `mapped` is its mapping, which has another size and is still to be
+// stored.
 struct CaseRun {
     std::uint64_t bytes;
     std::uint64_t pending;
@@ -64,7 +65,7 @@ struct CaseRun {
 template <std::uint32_t kSize>
 inline void copy_character(const std::uint8_t* from, std::uint8_t* to) noexcept {
     if constexpr (kSize == 3) {
-        // A copy of three bytes would be a call.
+        // The compiler would make a call of a copy of three bytes.
         const std::uint8_t last = from[2];
         std::memmove(to, from, 2);
         to[2] = last;
@@ -74,16 +75,16 @@ inline void copy_character(const std::uint8_t* from, std::uint8_t* to) noexcept 
 }
 
 // Maps characters, most of them outside ASCII, as long as they are valid and keep their size, so
-// that one test of the place does for source and target. The target may be the source or start
-// before it; without kStore the text is only measured. Leaves before two ASCII characters in a row.
-// Decodes as decode_utf8 does, with the size a constant in each branch. A function of its own, so
-// that all its state is in registers.
+// that one check of the place serves source and target. The target may be the source, or start
+// before it and overlap it; without kStore the text is only measured. Stops before two ASCII
+// characters in a row. Decodes as decode_utf8 does, with the size a constant in each branch. Never
+// inlined, so that all its state stays in registers.
 template <class Case, bool kStore>
 [[gnu::noinline]] CaseRun map_run(HostUnicode* unicode, const std::uint8_t* source,
                                   std::uint8_t* target, std::uint64_t length) noexcept {
     const CaseOperation operation = Case::operation(unicode);
     const std::uint8_t* at = source;
-    // Any character that starts before is whole.
+    // Every character that starts before `end` is there in full.
     const std::uint8_t* const end = source + (length < 4 ? 0 : length - 3);
     NQChar mapped = 0;
     // Maps one of kSize bytes; false where the mapping is of another size.

@@ -13,7 +13,8 @@ inline constexpr std::uint32_t kCaseBlocks = 0x10000 >> kCaseBlockBits;
 // A distance of the byte tables that stands for "look into the list".
 inline constexpr std::int8_t kSeeCaseList = -128;
 
-// Said to be hidden, or each use from another file would go through the offset table.
+// Declared as hidden: else each use in another file would load the address from the global offset
+// table first.
 #pragma GCC visibility push(hidden)
 
 // The built-in mappings. By block: where its row starts in both shift tables, or -1. By code

@@ -1,8 +1,9 @@
 #include "nqinstance/text/locale_forwarders.h"
 
-// No compiler makes a function that passes on arguments it does not know, variable ones among
-// them; so each forwarder is the one jump that it comes to, with the locale in the first
-// argument's register. Only registers are used that a call leaves free for such a jump.
+// A forwarder passes on arguments of types that it does not know, variable ones among them, which
+// no compiler offers. So each forwarder is written as one jump through the locale's table, whose
+// address is in the register of the first argument. It uses only registers that a call leaves free
+// for this.
 #if defined(__x86_64__)
 #if defined(__CET__) && __CET__ & 1
 #define NQ_LANDING "endbr64\n"

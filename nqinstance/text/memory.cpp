@@ -9,13 +9,13 @@
 #include "nqinstance/text/kernels/loops.hpp"
 #include "nqinstance/text/kernels/short_blocks.hpp"
 
-// The shortest ways of these end within the first cache lines.
+// Aligns a function to a cache line, so that its shortest ways need one or two lines of code.
 #define NQ_AT_LINE __attribute__((aligned(64)))
 
 namespace nq {
 namespace {
 
-// The C library's wide characters are our units, so that its vectorised loops serve here too.
+// A wide character of the C library is a unit here, so its vectorised loops serve units too.
 static_assert(sizeof(wchar_t) == sizeof(NQChar) && alignof(wchar_t) == alignof(NQChar));
 
 size_t find_first_not(const uint8_t* bytes, size_t length, uint8_t value) noexcept {
@@ -23,8 +23,8 @@ size_t find_first_not(const uint8_t* bytes, size_t length, uint8_t value) noexce
     return text_kernels().find_first_not_byte(bytes, length, value);
 }
 
-// Fills the target with the bytes before it, over and over. Everything copied so far is part of the
-// repetition, so each step may copy twice as much as the one before.
+// Fills the target with the `distance` bytes before it, over and over. All that is copied so far
+// belongs to the repetition, so each step copies twice as much as the one before.
 __attribute__((noinline)) void* repeat(void* target, size_t distance, size_t length) noexcept {
     if (distance == 0) return target;
     auto* from = static_cast<uint8_t*>(target) - distance;
@@ -119,9 +119,11 @@ NQ_AT_LINE void* mwMemCpy(const void* source, void* target, uint64_t length) noe
     const auto* from = static_cast<const uint8_t*>(source);
     const auto distance =
         nq::wrapping_sub(reinterpret_cast<uintptr_t>(target), reinterpret_cast<uintptr_t>(source));
-    // Behind the source's end, or wrapped around before its start: a move does the same.
+    // A target that does not begin inside the source has a distance of at least the length, also
+    // before the source, where the distance wraps around: then a move does the same as a forward
+    // loop.
     if (length <= nq::kShortBytes) [[likely]] {
-        // In the register of the result from the start.
+        // Puts the target into the register of the result at once.
         auto* to = nq::hide_from_optimizer(static_cast<uint8_t*>(target));
         if (distance < length) [[unlikely]]
             return nq::repeat(to, distance, length);

@@ -39,7 +39,8 @@ uint64_t _U8CharSize(const uint8_t* text) noexcept {
     uint64_t size = 1;
     uint64_t left = nq::kUtf8Length[lead] - uint64_t{1};
     if (nq::limits_second_utf8(lead)) {
-        // The second byte is counted here, and once more below unless it is left out there.
+        // Counts the second byte here, and again in the loop where it fits. Callers rely on these
+        // sizes; counting it once would change what nqzsu8NextChar steps over.
         size = 2;
         if (!nq::fits_second_utf8(lead, text[1])) {
             --left;
@@ -78,7 +79,7 @@ int32_t nqzsu8IsCombining(const uint8_t* text) noexcept {
 uint64_t UTF8_SLEN(const uint8_t* text) noexcept {
     if (!text) return 0;
     uint64_t count = 0;
-    // Ends at the terminator, unless a step leads past it.
+    // The walk ends at the terminator, unless a step leads past it; then it goes on behind it.
     while (*text) {
         const nq::Steps steps = nq::count_steps(text, mwStrLen(text));
         count += steps.count;

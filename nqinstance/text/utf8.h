@@ -25,7 +25,8 @@ NQ_EXPORT uint64_t _U8ValidCharSize(const uint8_t* text, uint8_t* valid) NQ_NOEX
 /* The same without a verdict, except where the second byte is limited as above: where it fits it is
  * counted twice, so that well-formed characters yield 4 after 0xE0 and 0xED and 5 after 0xF0. After
  * 0xE0 a second byte that does not fit is counted twice as well when it is a continuation byte,
- * at the third byte's cost. This is meant; use nqzsu8CharSize with a flag to step through text. */
+ * at the third byte's cost. Existing callers expect these numbers, so a step by them can skip bytes
+ * of the next character; use nqzsu8CharSize with a flag to step through text. */
 NQ_EXPORT uint64_t _U8CharSize(const uint8_t* text) NQ_NOEXCEPT;
 
 /* _U8ValidCharSize, or nqzsu8CharSize2 when `valid` is null. */
@@ -51,8 +52,8 @@ NQ_EXPORT int32_t nqzsu8IsCombining(const uint8_t* text) NQ_NOEXCEPT;
 /* --- Sizes by announced lengths -------------------------------------------------------------- */
 
 /* The characters of a zero-terminated text; 0 for null. Steps by the length that each lead byte
- * announces without a look at what is leapt over, so the text must hold complete sequences: a lead
- * byte just before the terminator leads past it. */
+ * announces without a look at the bytes that it skips, so the text must hold complete sequences: a
+ * lead byte just before the terminator leads past it. */
 NQ_EXPORT uint64_t UTF8_SLEN(const uint8_t* text) NQ_NOEXCEPT;
 
 /* The characters that begin within `length` bytes, stepping in the same way. The last may end

@@ -15,7 +15,7 @@ struct Text {
     uint64_t length;
 };
 
-// What stands in the target for some bytes of the source.
+// What is written to the target for the `consumed` bytes of the source.
 struct Piece {
     uint64_t consumed;
     uint8_t bytes[2 * kSurrogateBytes];
@@ -37,13 +37,14 @@ bool has_zero(uint64_t eight) noexcept {
 
 bool is_ascii(uint64_t eight) noexcept { return (eight & 0x8080808080808080) == 0; }
 
-// A conversion says which bytes are copied as they stand, and what becomes of the next ones.
+// The two conversions. Each says which bytes are copied as they are, and what is written for the
+// ones that are not.
 struct Decoding {
     bool has_zeros;  // as C0 80
 
     static bool are_copied(uint64_t eight) noexcept { return is_ascii(eight); }
 
-    // The size of a character that is copied; 0 for another one.
+    // The size of the character if it is copied, else 0.
     static uint64_t copied_size(Text text) noexcept {
         const uint8_t lead = text.bytes[0];
         if (lead < 0x80) return 1;
@@ -53,8 +54,10 @@ struct Decoding {
         return is_well_formed ? size : 0;
     }
 
-    // The ten bits that the sequence of a surrogate from `first` up to `last` holds, by its second
-    // byte; else -1.
+    // The ten bits in the three bytes of a surrogate whose second byte is from `first` to `last`;
+    // -1 where there is none.
+    //   1110'1101 101h'aaaa 10bb'bbbb -> 0000'00aa aabb'bbbb; h is 0 in a high surrogate, 1 in a
+    //   low one
     static int32_t surrogate_bits(Text text, uint8_t first, uint8_t last) noexcept {
         if (text.length < kSurrogateBytes || text.bytes[0] != 0xED) return -1;
         if (text.bytes[1] < first || text.bytes[1] > last) return -1;
@@ -111,11 +114,11 @@ struct Encoding {
     }
 };
 
-// How many bytes at the start of the text are copied as they stand.
+// The number of bytes at the start of the text that are copied as they are.
 template <class Conversion>
 uint64_t copied_bytes(Text text, const Conversion& conversion) noexcept {
     uint64_t at = 0;
-    bool try_eight = true;  // not while one character after the other is outside ASCII
+    bool try_eight = true;  // false behind a character outside ASCII
     while (at < text.length) {
         const uint64_t left = text.length - at;
         if (try_eight && left >= 8) {
@@ -134,15 +137,15 @@ uint64_t copied_bytes(Text text, const Conversion& conversion) noexcept {
     return at;
 }
 
-// The bytes of whole characters, all complete, that fit.
+// How much of a text of complete characters fits, in whole characters.
 uint64_t fitting_bytes(const uint8_t* text, uint64_t length, uint64_t room) noexcept {
     if (length <= room) return length;
     while (room > 0 && continues_utf8(text[room])) --room;
     return room;
 }
 
-// Where that many bytes more than there is room for are looked at, a character that is cut off by
-// the last of them ends past the room.
+// So many bytes more than there is room for are enough to look at: a character that is cut off
+// behind them begins past the room.
 constexpr uint64_t kPastRoom = 8;
 
 template <class Conversion>
@@ -155,7 +158,7 @@ NQStatus convert(Text source, uint8_t* target, uint64_t capacity, uint64_t* writ
         total += size;
     };
     while (source.length > 0) {
-        // Looked at no further than is needed to tell that the target is full.
+        // Looks no further than it takes to see that the target is full.
         const uint64_t room = capacity - total;
         const bool is_far = source.length > room && source.length - room > kPastRoom;
         const uint64_t near = is_far ? room + kPastRoom : source.length;

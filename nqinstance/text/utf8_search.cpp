@@ -47,10 +47,10 @@ Suffix greatest_suffix(Text text, bool is_reversed) noexcept {
     return {start, period};
 }
 
-// The two-way search: the needle is cut where the local period is the needle's own, so that
-// matching the right part forwards, then the left part backwards, never goes over the haystack
-// again. Linear in time, constant in space, at least one needle long. `is_wanted` is asked about
-// each occurrence, as the functions below do.
+// The two-way search of Crochemore and Perrin. Cuts the needle at a place where its local period is
+// its own period, matches the right part forwards and then the left part backwards, and so never
+// goes back in the haystack. Takes linear time and no memory; the haystack is at least as long as
+// the needle. `is_wanted` says of each occurrence whether it is the one to return.
 template <class IsWanted>
 uint64_t find_two_way(Text haystack, Text needle, IsWanted is_wanted) noexcept {
     const Suffix forward = greatest_suffix(needle, false);
@@ -80,8 +80,9 @@ uint64_t find_two_way(Text haystack, Text needle, IsWanted is_wanted) noexcept {
     return NQ_NOT_FOUND;
 }
 
-// How common a byte is in texts, roughly: only the order counts. Among the letters it is that of
-// English; of a character outside ASCII the lead is shared by a whole script, the rest is not.
+// How common a byte is in texts. Rough numbers, of which only the order counts. For letters it is
+// the one of English text. A lead byte is common, because a whole script shares it; a continuation
+// byte is not.
 constexpr auto kCommonness = detail::byte_table<uint8_t>([](size_t byte) {
     constexpr std::string_view kLetters = "zqjxkvbpygfwmucldrhsinoate";
     const auto letter = kLetters.find(static_cast<char>(byte));
@@ -92,8 +93,8 @@ constexpr auto kCommonness = detail::byte_table<uint8_t>([](size_t byte) {
     return byte >= '0' && byte <= '9' ? size_t{90} : size_t{60};
 });
 
-// Two places of a needle, the first before the second, with its rarest bytes; of bytes that are
-// as rare the ones furthest apart, which depend on each other the least.
+// The places of the two rarest bytes of a needle, the first before the second. Of bytes that are
+// equally rare they are the ones with the largest distance, which depend on each other the least.
 struct Places {
     uint64_t first;
     uint64_t second;
@@ -119,8 +120,9 @@ Places rarest_places(Text needle, Text haystack) noexcept {
     return places;
 }
 
-// Finds the next place that has two of the needle's bytes. A text in which the rarer one is hardly
-// there, such as one in another script, is scanned for that one alone, which takes half the time.
+// Finds the next place at which the two rarest bytes of the needle are. A text that has hardly any
+// of the rarer one, such as a text in another script, is scanned for that one alone, which takes
+// half the time.
 class Candidates {
   public:
     Candidates(Text haystack, Text needle) noexcept
@@ -130,7 +132,7 @@ class Candidates {
           second_(needle.bytes[places_.second]),
           positions_(haystack.length - needle.length + 1) {}
 
-    // From `at` on; positions() when there is none.
+    // The next candidate from `at` on; positions() where there is none.
     uint64_t next(uint64_t at) noexcept {
         while (at < positions_) {
             if (is_sparse_) {
@@ -146,7 +148,7 @@ class Candidates {
                                        places_.second - places_.first, first_, second_);
                 at += index;
                 if (index < most) break;
-                is_sparse_ = true;  // as far as the next look tells
+                is_sparse_ = true;  // until the next scan says otherwise
             }
         }
         return at;
@@ -177,8 +179,8 @@ class Candidates {
     bool is_sparse_ = positions_ >= kSparse;
 };
 
-// Looks at the candidates. They may be dense and each of them long to compare; once that has cost
-// more than it should, the two-way search goes on.
+// Compares the needle at each candidate. Candidates can be dense, and each comparison long; once
+// they have cost too much, the two-way search takes over, so that the whole search stays linear.
 template <class IsWanted>
 uint64_t find(Text haystack, Text needle, IsWanted is_wanted) noexcept {
     constexpr uint64_t kAllowance = 4096;
@@ -230,7 +232,7 @@ int64_t nqzsu8FindCharText(const uint8_t* haystack, uint64_t haystackBytes, cons
     const uint64_t first = mwMemScan(haystack, haystackBytes, needle[0]);
     if (first == NQ_NOT_FOUND || needleBytes == 1) return static_cast<int64_t>(first);
     if (needleBytes > haystackBytes - first) return -1;
-    // The characters are walked through only as far as the needle occurs.
+    // Walks through the characters only up to the places where the needle occurs.
     const uint8_t* start = haystack + first;
     uint64_t boundary = 0;
     const uint64_t index = nq::find(

@@ -22,7 +22,7 @@ uint64_t trailing_blanks(const uint8_t* text, uint64_t length) noexcept {
     return length - end;
 }
 
-// The classes of nqzsu8StripBlanks; every other number is the last one.
+// The blank classes of nqzsu8StripBlanks that are not the general one; every other number is.
 enum : uint32_t { kBlankOnly = 0, kSpaces = 2 };
 
 constexpr bool is_wide_space(NQChar character) noexcept {
@@ -44,8 +44,8 @@ constexpr bool is_control_space(NQChar character) noexcept {
     return (character >= 0x09 && character <= 0x0D) || character == 0x85;
 }
 
-// Where the space that the text ends with begins; `length` if it ends with anything else. What
-// continues the last character beyond its size belongs to it all the same.
+// Where the space at the end of the text begins; `length` if the text ends with anything else.
+// Further continuation bytes behind the last character count as a part of it.
 uint64_t last_space_start(const uint8_t* text, uint64_t length, bool has_controls) noexcept {
     uint64_t start = length - 1;
     while (start > 0 && continues_utf8(text[start])) --start;
@@ -140,7 +140,7 @@ uint64_t nqzsu8ByteLength(const uint8_t* text, uint64_t count) noexcept {
 
 void nqzsu8Lengths(const uint8_t* text, uint64_t* characters, uint64_t* bytes) noexcept {
     if (!text) return;
-    // The terminator continues nothing, so no character reaches over it.
+    // The terminator is no continuation byte, so no character goes past it.
     const uint64_t length = mwStrLen(text);
     if (characters) *characters = nqzsu8NumChars(text, length);
     if (bytes) *bytes = length;

@@ -9,7 +9,8 @@
 namespace nq {
 namespace {
 
-// A routine of the library's own, which a block conversion can stand for.
+// What a routine of the library's own reads or writes. A block conversion can replace such a
+// routine.
 enum class Form : uint8_t { unknown, utf8, utf16, utf16_cut, utf32 };
 
 struct Routine {
@@ -17,7 +18,7 @@ struct Routine {
     ByteOrder order;
 };
 
-// The little-endian routines, which are the machine's, first: a text may be short.
+// The little-endian routines come first, because they are the usual ones and a text may be short.
 Routine recognise(NQUtfReader reader) noexcept {
     if (reader == UTF8_UTF32) return {Form::utf8, ByteOrder::little};
     if (reader == COPY_UTF32b_SWAP) return {Form::utf32, ByteOrder::little};
@@ -55,8 +56,9 @@ void copy_units(Cursor& cursor, ByteOrder in, ByteOrder out) noexcept {
     loops::advance(cursor, 4 * units, 4 * units);
 }
 
-// The block conversions. The count of code points bounds the output before the capacity that
-// shrinks with the source does: none of these readers takes more than 4 bytes for one.
+// The block conversions. They do not count down the capacity that writers are told, because the
+// target is full before that runs out: each code point fills 4 bytes and none of these readers
+// consumes more.
 NQStatus to_utf32(Cursor& cursor, Routine reader, ByteOrder out) noexcept {
     switch (reader.form) {
         case Form::utf8:
@@ -87,8 +89,8 @@ NQStatus from_utf32(Cursor& cursor, ByteOrder in, Routine writer) noexcept {
     }
 }
 
-// The rules as they are stated, for routines of the caller's and for texts that overlap. Return
-// the bytes produced.
+// read_each and write_each convert character by character as utf.h states it: for the caller's own
+// routines and for texts that overlap. They return the number of bytes produced.
 uint64_t read_each(Cursor at, NQUtfReader reader, NQUtfWriter writer, uint64_t capacity,
                    NQStatus* status) noexcept {
     uint64_t produced = 0;
@@ -108,7 +110,7 @@ uint64_t read_each(Cursor at, NQUtfReader reader, NQUtfWriter writer, uint64_t c
     return produced;
 }
 
-// Only the bytes of the unit that there is room for are stored.
+// Where there is room for one byte only, stores the first byte of a 16-bit unit.
 NQStatus write_within(NQUtfWriter writer, Form form, NQChar code_point, uint8_t* target,
                       uint64_t room, uint64_t* written) noexcept {
     if (room >= 2 || (form != Form::utf16 && form != Form::utf16_cut)) {
@@ -173,14 +175,15 @@ void report(uint64_t* place, uint64_t count) noexcept {
         status = from_utf32(cursor, from.order, to);
         bytes = capacity - cursor.room;
     }
-    // What is left is less than a unit's room for the blocks, or all of it for other routines.
+    // Where blocks were converted there is no source left, or no room for a whole unit; else all is
+    // left.
     if (!status) bytes += write_each(cursor, reader, writer, &status);
     report(produced, bytes);
     return status;
 }
 
-// A few characters between UTF-8 and the machine's UTF-32 are converted before all that could cost
-// more than they do.
+// A few characters between UTF-8 and little-endian UTF-32 are converted at once: recognising the
+// routines would cost more than the conversion.
 constexpr uint64_t kFewCharacters = 32;
 
 template <auto kLoop>

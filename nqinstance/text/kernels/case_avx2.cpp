@@ -5,7 +5,8 @@
 namespace nq::avx2 {
 namespace {
 
-// The first `count` bytes of `mapped`, then those of `behind`.
+// The first `count` bytes of `mapped`, then the bytes of `behind`.
+//   count 2: m m m m ... and b b b b ... -> m m b b ...
 NQ_AVX2_INLINE Bytes first_bytes(Bytes mapped, Bytes behind, std::uint32_t count) noexcept {
     const Bytes index =
         _mm256_setr_epi8(0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16, 17, 18, 19, 20,
@@ -34,7 +35,8 @@ NQ_AVX2 std::size_t map_ascii(const std::uint8_t* source, std::uint8_t* target, 
 
 NQ_AVX2 std::size_t map_ascii_units(NQChar* units, std::size_t count, std::uint8_t first) noexcept {
     std::size_t i = 0;
-    // The upper bytes of ASCII units are zero, which is no letter.
+    // Units are mapped as bytes: of an ASCII unit the three upper bytes are zero, which is no
+    // letter.
     for (; count - i >= 16; i += 16) {
         const Bytes low = load(units + i);
         const Bytes high = load(units + i + 8);

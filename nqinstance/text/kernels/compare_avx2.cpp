@@ -5,18 +5,24 @@
 namespace nq::avx2 {
 namespace {
 
-// One bit for each byte that is at least `bound`, which is at least 0x80.
+// The mask of the bytes that are at least `bound`, which is 0x80 or more. A subtraction that stops
+// at 0 leaves the top bit set in just these:
+//   bound 0xE0: 0xE0 - 0x60 = 0x80; 0xDF - 0x60 = 0x7F
 NQ_AVX2_INLINE std::uint32_t bits_at_least(Bytes bytes, std::uint32_t bound) noexcept {
     return top_bits(_mm256_subs_epu8(bytes, all_bytes(bound - 0x80)));
 }
 
-// What a block says about its characters, one bit for each byte.
+// The sequences in a block of 32 bytes, as masks.
 struct Sequences {
-    std::uint64_t announced;  // belongs to the lead before it; up to three bits past the block
-    std::uint32_t broken;     // announced, but no continuation; or a lead of more than four bytes
+    // Bytes that a lead byte before them announces, also of the three behind the block.
+    std::uint64_t announced;
+    // Announced bytes that are no continuation bytes, and leads of more than four bytes.
+    std::uint32_t broken;
 };
 
-// `announced` are the bits of the block before that were past it.
+// `announced` has the bytes at the block's start that a lead in the block before announces. A lead
+// announces the byte behind it, one of three bytes two of them, one of four bytes three:
+//   lead of three bytes at place 5: leads 0010'0000 -> announced 1100'0000
 NQ_AVX2_INLINE Sequences sequences_of(Bytes text, std::uint64_t announced) noexcept {
     const std::uint32_t leads = bits_at_least(text, 0xC0);
     const std::uint64_t leads_of_3 = bits_at_least(text, 0xE0);
@@ -27,6 +33,7 @@ NQ_AVX2_INLINE Sequences sequences_of(Bytes text, std::uint64_t announced) noexc
             (static_cast<std::uint32_t>(announced) & ~continues) | bits_at_least(text, 0xF8)};
 }
 
+// Sets an `order` that is 0 by the first of the bytes in the mask.
 NQ_AVX2_INLINE void note_order(const std::uint8_t* a, const std::uint8_t* b, std::uint32_t unequal,
                                std::int32_t& order) noexcept {
     if (order || !unequal) return;
@@ -34,6 +41,8 @@ NQ_AVX2_INLINE void note_order(const std::uint8_t* a, const std::uint8_t* b, std
     order = a[first] > b[first] ? 1 : -1;
 }
 
+// Lowers the ASCII letters. There is no comparison of unsigned units; a unit is a letter if its
+// distance from 'A' is the smaller of itself and 25.
 NQ_AVX2_INLINE Bytes lower_units(Bytes units) noexcept {
     const Bytes from_first = _mm256_sub_epi32(units, all_units('A'));
     const Bytes is_letter =
@@ -43,13 +52,15 @@ NQ_AVX2_INLINE Bytes lower_units(Bytes units) noexcept {
 
 }  // namespace
 
-// Characters that the blocks cut are carried over, so that no block waits for the one before. Bytes
-// that nothing announced and that announce nothing are characters of their own.
+// A character may lie across two blocks: `announced` carries over which bytes of the next one
+// belong to it, so the blocks follow each other at fixed steps. Continuation bytes that no lead
+// announces are characters of their own.
 NQ_AVX2 std::size_t equal_prefix_ignoring_ascii_case_utf8(const std::uint8_t* a,
                                                           const std::uint8_t* b, std::size_t length,
                                                           std::int32_t& order) noexcept {
     std::size_t i = 0;
     std::uint64_t announced = 0;
+    // Goes back to the start of the character in which the last block or the last mismatch ends.
     const auto back_to_character = [&]() noexcept {
         if (announced & 1) {
             do --i;

@@ -4,11 +4,12 @@
 #include "nqinstance/base/modular.hpp"
 #include "nqinstance/text/kernels/case_loops.hpp"
 
-// The loops of the comparisons that define the answers, for all bodies.
+// The scalar loops of the comparisons, which define the answers.
 namespace nq::loops {
 
-// The bytes of the character that both texts begin with: one ASCII character, its case apart, or
-// one other character, as long as its lead announces; 0 where they do not, or not within `length`.
+// The size of the character that both texts begin with: an ASCII character in either case, or the
+// same bytes, as many as the lead byte announces. 0 where they begin with different characters or
+// the character is longer than `length`. Sets `order` as TextKernels says.
 inline std::size_t equal_character_ignoring_ascii_case(const std::uint8_t* a, const std::uint8_t* b,
                                                        std::size_t length,
                                                        std::int32_t& order) noexcept {
@@ -22,7 +23,7 @@ inline std::size_t equal_character_ignoring_ascii_case(const std::uint8_t* a, co
         while (same < size && a[same] == b[same]) ++same;
         return same == size ? size : 0;
     }
-    // Letters alone differ in this bit and are equal when both are lowered.
+    // Two bytes that differ in this bit alone, and not when lowered, are one letter in two cases.
     if ((x ^ y) != 0x20 || lower(x) != lower(y)) return 0;
     if (order == 0) order = x > y ? 1 : -1;
     return 1;

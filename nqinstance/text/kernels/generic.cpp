@@ -7,7 +7,8 @@
 namespace nq {
 namespace {
 
-// Eight bytes at a time, which no compiler makes of a loop with an early way out.
+// Compares eight bytes at a time. No compiler does that to a loop that may end at any element.
+//   value 0x20 -> pattern 0x2020'2020'2020'2020; unit 0x20 -> pattern 0x0000'0020'0000'0020
 template <class Element>
 std::size_t find_first_not(const Element* elements, std::size_t count, Element value) noexcept {
     constexpr std::size_t kStep = 8 / sizeof(Element);
@@ -75,7 +76,8 @@ Steps count_steps(const std::uint8_t* text, std::size_t length) noexcept {
             steps.end += 8;
             continue;
         }
-        // As far as that many steps of the plain kind make up for a look in vain.
+        // Steps byte by byte for a while, so that text outside ASCII seldom pays for a look at
+        // eight bytes that does not help.
         const Steps more =
             loops::count_steps(text + steps.end, std::min<std::uint64_t>(length - steps.end, 16));
         steps.count += more.count;

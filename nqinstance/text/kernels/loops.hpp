@@ -5,9 +5,9 @@
 #include "nqinstance/base/modular.hpp"
 #include "nqinstance/text/kernels/table.hpp"
 
-// The loops that define the answers, for all bodies: the generic one is made of them, the others
-// finish with them what they leave over. Each conversion stops once `most` bytes of the source are
-// taken, so that a body may have a stretch converted that it cannot do itself.
+// The scalar loops that define the answers. The generic body consists of them; every other body
+// calls them for what is left behind its last block. Each conversion stops once it has consumed
+// `most` bytes of the source, so that a body can have a stretch converted that its blocks cannot.
 namespace nq::loops {
 
 inline constexpr std::uint64_t kToTheEnd = UINT64_MAX;
@@ -73,7 +73,8 @@ inline void advance(Cursor& cursor, std::uint64_t consumed, std::uint64_t writte
     cursor.room -= written;
 }
 
-// Where a loop stands in the source and the target, as pointers, which cost less than a Cursor.
+// Where a loop is in the source and in the target. Pointers with fixed ends: an advance changes two
+// of them, while that of a Cursor changes four numbers.
 struct Position {
     Position(const Cursor& cursor, std::uint64_t most) noexcept
         : from(cursor.source),
@@ -97,8 +98,8 @@ struct Position {
     std::uint8_t* to_end;
 };
 
-// Converts while four bytes and the room of one unit are there, so that no length needs a look at
-// either, and stops before a byte that begins no character.
+// Converts while four bytes are left to read and there is room for one unit, so that no character
+// needs a check of either. Stops before a byte that begins no character.
 template <ByteOrder kOut>
 inline void utf8_to_utf32_far_from_end(Position& at) noexcept {
     constexpr std::uint64_t kTopBits = 0x8080808080808080;
@@ -106,7 +107,7 @@ inline void utf8_to_utf32_far_from_end(Position& at) noexcept {
     while (at.from < stop && at.to != at.to_end) {
         const std::uint32_t lead = *at.from;
         if (lead < 0x80) {
-            // An ASCII character is likely to have some of its kind behind it.
+            // ASCII characters mostly come in runs.
             std::uint64_t run = 1;
             if (at.left() >= 8 && at.room() >= 32) {
                 const std::uint64_t others = load64(at.from) & kTopBits;
@@ -174,8 +175,8 @@ inline NQStatus utf16_to_utf32(Cursor& cursor, ByteOrder in, ByteOrder out,
     return status;
 }
 
-// Converts the character at the source's start, and those of the same size behind it, while there
-// is room for any.
+// Converts the character at the source's start and those behind it that take the same number of
+// bytes. Stops at `full`, behind which a character of four bytes might not fit.
 template <ByteOrder kIn, std::uint32_t kSize>
 [[gnu::always_inline]] inline void encode_run(Position& at, const std::uint8_t* full,
                                               NQChar code_point) noexcept {
@@ -190,14 +191,14 @@ template <ByteOrder kIn, std::uint32_t kSize>
     } while (wrapping_sub(code_point, kFirst) < wrapping_sub(kBehind, kFirst));
 }
 
-// Converts while there is room for any character.
+// Converts while there is room for a character of any size, so that none needs a check of the room.
 template <ByteOrder kIn>
 inline void utf32_to_utf8_far_from_end(Position& at) noexcept {
     const std::uint8_t* const full = at.room() < 4 ? at.to : at.to_end - 3;
     while (at.from < at.stop && at.to < full) {
         const NQChar code_point = load32(at.from, kIn);
         if (code_point < 0x80) {
-            // An ASCII character is likely to have some of its kind behind it.
+            // ASCII characters mostly come in runs: four units become four bytes in one store.
             if (at.left() >= 16) {
                 const NQChar second = load32(at.from + 4, kIn);
                 const NQChar third = load32(at.from + 8, kIn);
@@ -212,6 +213,7 @@ inline void utf32_to_utf8_far_from_end(Position& at) noexcept {
             *at.to = static_cast<std::uint8_t>(code_point);
             at.advance(4, 1);
         } else if (code_point < 0x800) {
+            // So do characters of two bytes: two units become four bytes in one store.
             const NQChar second = at.left() >= 8 ? load32(at.from + 4, kIn) : 0;
             if (wrapping_sub(second, NQChar{0x80}) < 0x780) {
                 store32(at.to, two_bytes_of(code_point) | two_bytes_of(second) << 16,

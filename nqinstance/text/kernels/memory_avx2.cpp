@@ -7,7 +7,7 @@ namespace nq {
 namespace avx2 {
 namespace {
 
-// A last block that overlaps the one before is right because mapped text stays as it is.
+// Maps the last block even where it overlaps the one before: mapped text is mapped to itself.
 NQ_AVX2_INLINE void map_case(std::uint8_t* text, std::size_t length, std::uint32_t first) noexcept {
     std::size_t i = 0;
     for (; i + 32 <= length; i += 32) store(text + i, flip_case(load(text + i), first));
@@ -24,12 +24,14 @@ NQ_AVX2 void to_lower(std::uint8_t* text, std::size_t length) noexcept {
     map_case(text, length, 'A');
 }
 
-// What is looked for among the bytes of a text: `at` marks those of 32 with all ones, or with zeros
-// where `kInZeros`, for the compiler then needs an operation less.
+// What a search looks for. `at` compares 32 bytes and sets those that match to 0xFF and the others
+// to 0, or the other way round where kMatchIsZero: a search for bytes that differ then needs no
+// operation to invert the comparison for equality.
 template <class Mark, bool kMatchIsZero>
 struct Matcher {
     Mark at;
 
+    // Matches in either.
     NQ_AVX2_INLINE Bytes join(Bytes a, Bytes b) const noexcept {
         return kMatchIsZero ? _mm256_and_si256(a, b) : _mm256_or_si256(a, b);
     }
@@ -42,8 +44,9 @@ struct Matcher {
     NQ_AVX2_INLINE Bytes at_eight(const std::uint8_t* text) const noexcept {
         return join(at_four(text), at_four(text + 128));
     }
-    NQ_AVX2_INLINE static std::uint32_t bits(Bytes marks) noexcept {
-        return kMatchIsZero ? ~top_bits(marks) : top_bits(marks);
+    // The mask of the bytes that match.
+    NQ_AVX2_INLINE static std::uint32_t bits(Bytes matches) noexcept {
+        return kMatchIsZero ? ~top_bits(matches) : top_bits(matches);
     }
 };
 
@@ -57,21 +60,21 @@ NQ_AVX2_INLINE Matcher<Mark, true> matches_as_zeros(Mark mark) noexcept {
     return {mark};
 }
 
-// The first place from here on at which a block of 32 bytes lies in one cache line.
+// The first address from here on that is a multiple of 32, at which a block lies in one cache line.
 template <class Byte>
 NQ_AVX2_INLINE Byte* aligned_from(Byte* at) noexcept {
     return at + wrapping_sub(std::uintptr_t{0}, reinterpret_cast<std::uintptr_t>(at)) % 32;
 }
 
-// The index of the first byte sought, or the length, which is at least 32. Blocks are looked at
-// several at a time, the last ones as they overlap those before.
+// The index of the first match, or the length, which is at least 32. Looks at eight blocks of 32
+// bytes at a time, then at four, then one by one; the last blocks may overlap those before.
 template <class Mark, bool kMatchIsZero>
 NQ_AVX2_INLINE std::size_t find_first_match(const std::uint8_t* text, std::size_t length,
                                             Matcher<Mark, kMatchIsZero> matcher) noexcept {
     const std::uint8_t* const end = text + length;
     const std::uint8_t* at = text;
     if (length > 256 + 32) {
-        // The first block, and from there on blocks that do not lie across two cache lines.
+        // The first block, and from there on blocks that each lie in one cache line.
         if (const std::uint32_t found = matcher.bits(matcher.at(at))) return _tzcnt_u32(found);
         at = aligned_from(at);
         for (; end - at >= 256; at += 256) {
@@ -95,8 +98,8 @@ NQ_AVX2_INLINE std::size_t find_first_match(const std::uint8_t* text, std::size_
     }
 }
 
-// Whether a byte sought is among more than kShortBytes and at most kMiddleBytes. Which blocks that
-// takes depends on one choice only.
+// Whether there is a match in a text of more than kShortBytes and at most kMiddleBytes. Looks at
+// four or at eight blocks, which overlap in the middle, so that the length decides a single branch.
 template <class Mark, bool kMatchIsZero>
 NQ_AVX2_INLINE bool has_match(const std::uint8_t* text, std::size_t length,
                               Matcher<Mark, kMatchIsZero> matcher) noexcept {
@@ -116,7 +119,7 @@ NQ_AVX2_INLINE auto equal_to(Bytes value) noexcept {
                                NQ_AVX2 { return _mm256_cmpeq_epi8(load(at), value); });
 }
 
-// Where the text `a` differs from `b`.
+// Matches where the text `a` differs from `b`, which is read at the same distance from each place.
 NQ_AVX2_INLINE auto unequal_to(const std::uint8_t* a, const std::uint8_t* b) noexcept {
     const auto distance =
         wrapping_sub(reinterpret_cast<std::uintptr_t>(b), reinterpret_cast<std::uintptr_t>(a));
@@ -165,11 +168,12 @@ NQ_AVX2 std::uint64_t utf8_bytes(const NQChar* units, std::size_t count) noexcep
     const std::size_t blocks = count / 8;
     std::uint64_t bytes = 8 * blocks;
     for (std::size_t block = 0; block < blocks;) {
-        // A lane grows by at most 3 per block.
+        // So many blocks that no lane overflows: each adds at most 3 to it.
         const std::size_t end = std::min(blocks, block + (std::size_t{1} << 28));
         Bytes further = _mm256_setzero_si256();
         for (; block < end; ++block) {
             const Bytes eight = load(units + 8 * block);
+            // All ones are -1: subtracting them counts one byte more for each bound reached.
             further = _mm256_sub_epi32(further, at_least(eight, 0x80));
             further = _mm256_sub_epi32(further, at_least(eight, 0x800));
             further = _mm256_sub_epi32(further, at_least(eight, 0x10000));
@@ -191,7 +195,8 @@ NQ_AVX2 void swap_units(const std::uint8_t* source, std::uint8_t* target,
     loops::swap_units(source + 4 * i, target + 4 * i, count - i);
 }
 
-// All ones in the lanes of two blocks of four in which one of the two is a NaN.
+// Compares four values with the four behind them: a lane becomes all ones where either is a NaN,
+// since that alone is unordered.
 NQ_AVX2_INLINE __m256d unordered(const double* values) noexcept {
     return _mm256_cmp_pd(_mm256_loadu_pd(values), _mm256_loadu_pd(values + 4), _CMP_UNORD_Q);
 }
@@ -209,13 +214,13 @@ NQ_AVX2_INLINE __m256d unordered(const double* values) noexcept {
     return a[i] < b[i] ? -1 : 1;
 }
 
-// All ones in each of 32 bytes at which two texts are alike, also in those behind.
+// Sets each of 32 bytes to 0xFF in which two texts are equal, both there and 32 bytes further on.
 NQ_AVX2_INLINE Bytes equal_in_64(const std::uint8_t* a, const std::uint8_t* b) noexcept {
     return _mm256_and_si256(_mm256_cmpeq_epi8(load(b), load(a)),
                             _mm256_cmpeq_epi8(load(b + 32), load(a + 32)));
 }
 
-// Of more than kShortBytes and at most kMiddleBytes.
+// Whether two texts of more than kShortBytes and at most kMiddleBytes are equal.
 NQ_AVX2_INLINE bool are_equal(const std::uint8_t* a, const std::uint8_t* b,
                               std::size_t length) noexcept {
     const std::uint8_t* const a_end = a + length;
@@ -228,9 +233,10 @@ NQ_AVX2_INLINE bool are_equal(const std::uint8_t* a, const std::uint8_t* b,
     return top_bits(all) == ~0u;
 }
 
-// `fill` and `move` store from the start to the end, as the processor joins stores to one cache
-// line then. A store across two of them counts twice, so in a target that is not aligned the inner
-// stores are: four from its start and four towards its end, which may overlap.
+// `fill` and `move` store from the start of the target to its end, because the processor then
+// combines stores to one cache line. A store across two lines costs two, so where the target is not
+// aligned, the stores between the first and the last one are: four of them from the start on and
+// four before the end, which may overlap.
 constexpr std::size_t kInnerBytes = 4 * 32;
 
 NQ_AVX2_INLINE bool is_aligned(const std::uint8_t* at) noexcept { return aligned_from(at) == at; }
@@ -250,7 +256,8 @@ NQ_AVX2_INLINE void store_four(std::uint8_t* to, const FourBlocks& blocks) noexc
     store(to + 96, blocks.fourth);
 }
 
-// Whether the inner stores are to be aligned; there is room for them from kInnerBytes + 32 on.
+// Whether the inner stores are to be aligned. They have room behind the first store from a length
+// of kInnerBytes + 32 on.
 NQ_AVX2_INLINE bool aligns(const std::uint8_t* to, std::size_t length) noexcept {
     if (length <= kInnerBytes + 32) [[unlikely]]
         return false;
@@ -288,7 +295,7 @@ NQ_AVX2_AT_LINE void fill_units(NQChar* to, NQChar value, std::size_t count) noe
     fill(reinterpret_cast<std::uint8_t*>(to), all_units(value), 4 * count);
 }
 
-// Loads all before it stores any, since the target may be anywhere.
+// Loads everything before it stores anything, because the target may overlap the source.
 NQ_AVX2_AT_LINE std::uint8_t* move(const std::uint8_t* from, std::uint8_t* to,
                                    std::size_t length) noexcept {
     const std::uint8_t* const from_end = from + length;
@@ -345,7 +352,8 @@ NQ_AVX2_AT_LINE std::int32_t has_nan(const double* values, std::size_t count) no
     return loops::has_nan(values + i, count - i);
 }
 
-// Both end here for up to kMiddleBytes; a function of its own has the rest, and its registers.
+// `scan` and `compare` answer up to kMiddleBytes without a further call where nothing is found. All
+// else is in a function of its own, whose use of registers costs these nothing.
 NQ_AVX2_AT_LINE std::uint64_t scan(const std::uint8_t* text, std::size_t length,
                                    std::uint8_t value) noexcept {
     if (length <= kMiddleBytes) [[likely]] {

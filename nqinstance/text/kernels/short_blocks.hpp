@@ -6,9 +6,10 @@
 #include <emmintrin.h>
 #endif
 
-// Texts of up to 64 bytes, in the caller, with what every processor of the platform has: loads and
-// stores of 8 or 16 bytes that may overlap. A call takes no longer than five jumps, which is why
-// each function is laid out so that the lengths from 16 bytes on need none or one.
+// Routines for texts of up to 64 bytes, inlined into the caller, with loads and stores of 8 or 16
+// bytes that may overlap, as every processor of the platform has them. At these lengths the time
+// goes into branches: a call costs as much as five of them. So each function is laid out for
+// lengths from 16 bytes on to take at most one branch.
 namespace nq {
 
 inline constexpr std::size_t kBlockBytes = 16;
@@ -29,19 +30,20 @@ inline void store_as(std::uint8_t* to, Word word) noexcept {
     std::memcpy(to, &word, sizeof word);
 }
 
-inline Block both(std::uint64_t low, std::uint64_t high) noexcept {
+inline Block join(std::uint64_t low, std::uint64_t high) noexcept {
     using Words = std::uint64_t __attribute__((vector_size(kBlockBytes)));
     return reinterpret_cast<Block>(Words{low, high});
 }
 
-// The value in all of a word, and of a block.
+// A word and a block in which every element is the value:
+//   byte 0x20 -> 0x2020'2020'2020'2020; unit 0x20 -> 0x0000'0020'0000'0020
 constexpr std::uint64_t word_of(std::uint8_t byte) noexcept {
     return std::uint64_t{0x0101010101010101} * byte;
 }
 constexpr std::uint64_t word_of(std::uint32_t unit) noexcept {
     return std::uint64_t{unit} << 32 | unit;
 }
-inline Block block_of(std::uint64_t word) noexcept { return both(word, word); }
+inline Block block_of(std::uint64_t word) noexcept { return join(word, word); }
 #if defined(__SSE2__)
 inline Block block_of(std::uint8_t byte) noexcept {
     return reinterpret_cast<Block>(_mm_set1_epi8(static_cast<char>(byte)));
@@ -56,18 +58,18 @@ inline Block block_of(Element value) noexcept {
 }
 #endif
 
-// A result that the compiler does not take for the same as another way's, which would then be left
-// by a jump to that.
+// Returns a result that the compiler knows nothing about. It would otherwise share the exit of two
+// branches that return the same constant, and one of them would have to jump there.
 template <class Result>
 inline Result hide_from_optimizer(Result result) noexcept {
     __asm__("" : "+r"(result));
     return result;
 }
 
-// All ones in each byte at which the blocks are equal.
+// Sets each byte in which the blocks are equal to 0xFF, the others to 0.
 inline Block equal_bytes(Block a, Block b) noexcept { return reinterpret_cast<Block>(a == b); }
 
-// One bit for the top bit of each byte.
+// Gathers the top bits of the bytes, the first byte's in the lowest bit.
 inline std::uint32_t top_bits(Block block) noexcept {
 #if defined(__SSE2__)
     return static_cast<std::uint32_t>(_mm_movemask_epi8(reinterpret_cast<__m128i>(block)));
@@ -80,7 +82,7 @@ inline std::uint32_t top_bits(Block block) noexcept {
 #endif
 }
 
-// Fills at most kShortBytes, which are a multiple of the value's.
+// Fills at most kShortBytes, a multiple of the value's size.
 template <class Element>
 inline void fill_short(std::uint8_t* to, Element value, std::size_t length) noexcept {
     if (length > kTwoBlocks) [[likely]] {
@@ -112,7 +114,8 @@ inline void move_ends(const std::uint8_t* from, std::uint8_t* to, std::size_t le
     store_as(to + length - sizeof(Word), last);
 }
 
-// Copies at most kShortBytes as through a buffer in between.
+// Copies at most kShortBytes to a target that may overlap the source: all loads come before the
+// first store.
 inline void move_short(const std::uint8_t* from, std::uint8_t* to, std::size_t length) noexcept {
     if (length > kTwoBlocks) [[likely]] {
         const std::size_t last = length - kBlockBytes;
@@ -138,12 +141,13 @@ inline void move_short(const std::uint8_t* from, std::uint8_t* to, std::size_t l
     }
 }
 
-// The order of two words that are not the same, the lowest byte first.
+// The order of two words that differ, as that of the first bytes in which their texts do: reversed,
+// the first byte of the text is the highest one.
 inline std::int32_t order_of(std::uint64_t a, std::uint64_t b) noexcept {
     return __builtin_bswap64(a) < __builtin_bswap64(b) ? -1 : 1;
 }
 
-// The order of the words in which texts of at least 8 bytes that are not the same differ first.
+// The order of two texts that differ, of at least 8 bytes. The last word overlaps the one before.
 [[gnu::noinline]] inline std::int32_t first_order(const std::uint8_t* a, const std::uint8_t* b,
                                                   std::size_t length) noexcept {
     for (std::size_t at = 0;; at += 8) {
@@ -179,7 +183,10 @@ inline std::int32_t compare_short(const std::uint8_t* a, const std::uint8_t* b,
             load_as<std::uint64_t>(a + last) ^ load_as<std::uint64_t>(b + last);
         return (first_differs | last_differs) == 0 ? 0 : first_order(a, b, length);
     }
-    // The bytes of the shorter ones as one word, so that nothing outside is read.
+    // Texts of up to 7 bytes as one word, without a read outside of them. Bytes may occur twice,
+    // which changes neither equality nor the first difference.
+    //   4 to 7 bytes: the first four, then the last four; "abcde" -> "abcdbcde"
+    //   1 to 3 bytes: the first, the middle and the last one; "ab" -> "abb"
     const auto few_bytes = [length](const std::uint8_t* text) {
         if (length >= 4) {
             const std::uint64_t last = load_as<std::uint32_t>(text + length - 4);
@@ -197,7 +204,7 @@ inline std::int32_t compare_short(const std::uint8_t* a, const std::uint8_t* b,
     return of_a == of_b ? 0 : order_of(of_a, of_b);
 }
 
-// The index of the first `value` among at most kShortBytes, or all ones.
+// The index of the first `value` among at most kShortBytes; all ones where there is none.
 inline std::uint64_t scan_short(const std::uint8_t* bytes, std::size_t length,
                                 std::uint8_t value) noexcept {
     constexpr std::uint64_t kNone = ~std::uint64_t{0};
@@ -223,7 +230,7 @@ inline std::uint64_t scan_short(const std::uint8_t* bytes, std::size_t length,
     if (length >= 8) {
         const std::size_t last = length - 8;
         const std::uint32_t found = top_bits(
-            equal_bytes(both(load_as<std::uint64_t>(bytes), load_as<std::uint64_t>(bytes + last)),
+            equal_bytes(join(load_as<std::uint64_t>(bytes), load_as<std::uint64_t>(bytes + last)),
                         block_of(value)));
         if (found == 0) return kNone;
         const std::uint64_t index = lowest(found);

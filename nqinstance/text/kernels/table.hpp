@@ -10,7 +10,8 @@
 
 namespace nq {
 
-// How far a conversion has come: what is left of the source and of the target, in bytes.
+// How far a conversion has come: the next places in the source and in the target, and how many
+// bytes are left there to read and to write.
 struct Cursor {
     const std::uint8_t* source;
     std::uint64_t left;
@@ -27,25 +28,28 @@ struct TextKernels {
     void (*to_upper)(std::uint8_t* text, std::size_t length) noexcept;
     void (*to_lower)(std::uint8_t* text, std::size_t length) noexcept;
 
-    // Map the ASCII letters from `first`, 'a' or 'A', on to the other case, up to the first element
-    // outside ASCII, whose index they return. The bytes may go to another place, which may also
-    // start before the source and run into it.
+    // Map ASCII text to one case and stop at the first element outside ASCII, whose index they
+    // return. `first` is the first of the 26 letters that change: 'a' maps to upper case, 'A' to
+    // lower case. The target of map_ascii may be the source, or start before it and overlap it.
     std::size_t (*map_ascii)(const std::uint8_t* source, std::uint8_t* target, std::size_t length,
                              std::uint8_t first) noexcept;
     std::size_t (*map_ascii_units)(NQChar* units, std::size_t count, std::uint8_t first) noexcept;
 
-    // Fill, and copy as through a buffer in between, more than kShortBytes and at most
-    // kMiddleBytes; `move` returns the target.
+    // Fill a range, and copy one that may overlap its target. For more than kShortBytes and at most
+    // kMiddleBytes; shorter ranges are handled in the caller, longer ones by the C library. `move`
+    // returns the target.
     void (*fill_bytes)(std::uint8_t* to, std::uint8_t value, std::size_t length) noexcept;
     void (*fill_units)(NQChar* to, NQChar value, std::size_t count) noexcept;
     std::uint8_t* (*move)(const std::uint8_t* from, std::uint8_t* to, std::size_t length) noexcept;
 
-    // The first index of an element that is another, here or in the second array, or the count.
+    // The index of the first byte that is not `value`, and of the first unit at which two arrays
+    // differ; the count where there is none.
     std::size_t (*find_first_not_byte)(const std::uint8_t* text, std::size_t length,
                                        std::uint8_t value) noexcept;
     std::size_t (*first_mismatch)(const NQChar* a, const NQChar* b, std::size_t count) noexcept;
 
-    // The answers of the routines of memory.h themselves, see there.
+    // These answer as the routines of memory.h that jump to them: mwMemTNScan, mwMemTNot,
+    // mwMissArray, mwMemScan and mwMemCmp.
     std::uint64_t (*scan_first_not_unit)(const NQChar* units, std::size_t count,
                                          NQChar value) noexcept;
     std::int32_t (*all_units_equal)(const NQChar* units, std::size_t count, NQChar value) noexcept;
@@ -55,15 +59,16 @@ struct TextKernels {
     std::int32_t (*compare)(const std::uint8_t* a, const std::uint8_t* b,
                             std::size_t length) noexcept;
 
-    // The first of the `positions` with `first` there and `second` at `distance` past it, which is
-    // readable for each of them, or their number.
+    // The index of the first of `positions` bytes that is `first` and has `second` at `distance`
+    // behind it; `positions` where there is none. The text has `positions + distance` bytes.
     std::size_t (*find_pair)(const std::uint8_t* text, std::size_t positions, std::size_t distance,
                              std::uint8_t first, std::uint8_t second) noexcept;
 
-    // How far two texts of the same length are alike from their start: the same but for the case
-    // of ASCII letters. The UTF-8 form stops before a character, as long as its lead announces,
-    // that is not whole or not alike. An `order` that is 0 becomes -1 or 1 by the first letters
-    // that differ in case: 1 where that of `a` is greater.
+    // The length of the prefix in which two texts of one length are equal when the case of ASCII
+    // letters is ignored. The UTF-8 form stops at a character's start: before the first character
+    // that differs, or that the text cuts off before the length that its lead byte announces. Where
+    // `order` is 0, the first two letters that differ in case set it: to 1 where `a` has the
+    // greater byte, else to -1.
     std::size_t (*equal_prefix_ignoring_ascii_case_utf8)(const std::uint8_t* a,
                                                          const std::uint8_t* b, std::size_t length,
                                                          std::int32_t& order) noexcept;
@@ -74,23 +79,26 @@ struct TextKernels {
                                                           std::size_t count,
                                                           std::int32_t& order) noexcept;
 
-    // The characters of a text, the bytes of its first `count` characters, which must be there, and
-    // the steps through it, see utf8_count.hpp.
+    // The number of characters in a text, the size of its first `count` characters, which must be
+    // there, and the number of steps through it; utf8_count.hpp says what a character and a step
+    // are.
     std::uint64_t (*count_characters)(const std::uint8_t* text, std::size_t length) noexcept;
     std::uint64_t (*size_of_characters)(const std::uint8_t* text, std::uint64_t count) noexcept;
     Steps (*count_steps)(const std::uint8_t* text, std::size_t length) noexcept;
 
-    // The UTF-8 bytes of all units.
+    // The number of bytes that all units take in UTF-8.
     std::uint64_t (*utf8_bytes)(const NQChar* units, std::size_t count) noexcept;
 
-    // Copies units with their bytes reversed; source and target may be the same, else apart.
+    // Copies 32-bit units with the four bytes of each in reverse order. Source and target are the
+    // same place or do not overlap.
     void (*swap_units)(const std::uint8_t* source, std::uint8_t* target,
                        std::size_t count) noexcept;
 
-    // Convert until the source is used up, the target is full or a character fails, and return
-    // that character's status with the cursor before it. To UTF-32 the room is a multiple of 4.
-    // From UTF-32 the source is; the UTF-16 form, with `pairs` or all units cut to 16 bits, may
-    // stop with one byte of room. Source and target are apart.
+    // Convert until the source is used up, the target is full or a character fails. They return
+    // that character's status, with the cursor before it. The room of a UTF-32 target and the bytes
+    // of a UTF-32 source are multiples of 4. utf32_to_utf16 writes surrogate pairs with `pairs`,
+    // else the low 16 bits of each unit, and may stop with one byte of room. Source and target do
+    // not overlap.
     NQStatus (*utf8_to_utf32)(Cursor& cursor, ByteOrder out) noexcept;
     NQStatus (*utf16_to_utf32)(Cursor& cursor, ByteOrder in, ByteOrder out) noexcept;
     NQStatus (*utf32_to_utf8)(Cursor& cursor, ByteOrder in) noexcept;
@@ -100,7 +108,8 @@ struct TextKernels {
 // The bodies this CPU can run, best first; the last is always the generic one.
 std::span<const TextKernels* const> text_kernel_bodies() noexcept;
 
-// Said to be hidden, or each use from another file would go through the offset table.
+// Declared as hidden: else each use in another file would load the address from the global offset
+// table first.
 #pragma GCC visibility push(hidden)
 
 extern const TextKernels kGenericTextKernels;
@@ -119,16 +128,16 @@ inline const TextKernels& text_kernels() noexcept {
     return chosen ? *chosen : choose_text_kernels();
 }
 
-// Calls a kernel as the last step of a short routine: what is not the usual case stays out of it,
-// so that it needs no stack.
+// Calls a kernel through the table. Never inlined, so that a short routine that ends in this call
+// needs no stack frame for it.
 template <auto kKernel, class... Arguments>
-[[gnu::noinline]] auto call_other_kernel(Arguments... arguments) noexcept {
+[[gnu::noinline]] auto call_through_table(Arguments... arguments) noexcept {
     return (text_kernels().*kKernel)(arguments...);
 }
 
 #if defined(__x86_64__)
-// The kernels of the best body that such routines call. A jump to a known place takes half the time
-// of one through the table.
+// The kernels that short routines jump to directly when the AVX2 body is in use. A jump to a known
+// address takes half the time of one through the table.
 namespace avx2 {
 #pragma GCC visibility push(hidden)
 NQ_AVX2 void fill_bytes(std::uint8_t* to, std::uint8_t value, std::size_t length) noexcept;
@@ -149,19 +158,22 @@ NQ_AVX2 std::int32_t compare(const std::uint8_t* a, const std::uint8_t* b,
 #define NQ_KERNEL(name, ...) nq::call_kernel<&nq::TextKernels::name, nullptr>(__VA_ARGS__)
 #endif
 
-template <auto kKernel, auto kBest, class... Arguments>
+// NQ_KERNEL(name, arguments...) calls a kernel as the last step of a short routine.
+template <auto kKernel, auto kAvx2, class... Arguments>
 [[gnu::always_inline]] inline auto call_kernel(Arguments... arguments) noexcept {
 #if defined(__x86_64__)
     if (text_kernels_in_use.in_use() == &kAvx2TextKernels) [[likely]]
-        return kBest(arguments...);
+        return kAvx2(arguments...);
 #endif
-    return call_other_kernel<kKernel>(arguments...);
+    return call_through_table<kKernel>(arguments...);
 }
 
-// Up to here the C library's own fills and copies cost more than what they do.
+// Up to this length the C library's fills and copies spend more time on choosing a way than on the
+// memory.
 inline constexpr std::size_t kMiddleBytes = 256;
 
-// Below this many bytes a loop in the caller costs less than a call through the table.
+// Shorter texts are worked on by a loop in the caller, which costs less than a call through the
+// table.
 inline constexpr std::size_t kInlineBytes = 32;
 
 }  // namespace nq

@@ -6,18 +6,22 @@
 
 #include "nqinstance/text/kernels/utf8_tables.hpp"
 
-// The two ways to step through UTF-8 text, which differ where it is malformed. A character is a
-// byte and the continuation bytes behind it, at most as many as the byte announces. A step is as
-// long as its first byte announces, whatever it leaps over.
+// The two ways to walk through UTF-8 text, which differ where it is malformed. A character is a
+// byte and the continuation bytes behind it, at most as many as that byte announces. A step is as
+// long as its first byte announces, whatever bytes it skips.
+//
+// The bytes of a character behind its first one are trailing bytes. A continuation byte that no
+// lead byte accounts for is not one of these: it is a character of its own.
 namespace nq {
 
-// How many steps begin inside a text, and where the last of them leads, maybe past the end.
+// The number of steps that begin inside a text, and the place to which the last of them leads,
+// which may be past the end.
 struct Steps {
     std::uint64_t count;
     std::uint64_t end;
 };
 
-// The bytes of the character at the start of the text, of which `available` are there.
+// The size of the character at the start of the text, of which `available` bytes are there.
 inline std::uint64_t character_size(const std::uint8_t* text, std::uint64_t available) noexcept {
     if (text[0] < 0xC0) return 1;
     const std::uint64_t most = std::min<std::uint64_t>(kUtf8Length[text[0]], available);
@@ -34,14 +38,17 @@ inline bool are_ascii(const std::uint8_t* eight) noexcept {
     return (bytes & 0x8080808080808080) == 0;
 }
 
-// Whether a byte belongs to a character that starts up to five bytes before it; they must be
-// there. Made of sums instead of choices, for a compiler to work on many bytes at once.
+// Whether this is a trailing byte: 1 or 0. Looks at the five bytes before it, which must be there.
+// A lead byte reaches it if all bytes in between are continuation bytes, and it announces enough of
+// them: 0xC0 and above one byte behind it, 0xE0 two, 0xF0 three, 0xF8 four and 0xFC five. Without
+// branches, so that a compiler makes vector code of the loop around it.
 inline std::uint8_t is_trailing(const std::uint8_t* byte) noexcept {
-    const auto tail = [byte](int at) -> unsigned { return (byte[at] & 0xC0) == 0x80; };
-    const auto from = [byte](int at, int lead) -> unsigned { return byte[at] >= lead; };
-    const unsigned long_leads = from(-4, 0xF8) | (tail(-4) & from(-5, 0xFC));
-    const unsigned leads = from(-2, 0xE0) | (tail(-2) & (from(-3, 0xF0) | (tail(-3) & long_leads)));
-    return static_cast<std::uint8_t>(tail(0) & (from(-1, 0xC0) | (tail(-1) & leads)));
+    const auto continues = [byte](int at) -> unsigned { return (byte[at] & 0xC0) == 0x80; };
+    const auto is_lead = [byte](int at, int lead) -> unsigned { return byte[at] >= lead; };
+    const unsigned long_leads = is_lead(-4, 0xF8) | (continues(-4) & is_lead(-5, 0xFC));
+    const unsigned leads =
+        is_lead(-2, 0xE0) | (continues(-2) & (is_lead(-3, 0xF0) | (continues(-3) & long_leads)));
+    return static_cast<std::uint8_t>(continues(0) & (is_lead(-1, 0xC0) | (continues(-1) & leads)));
 }
 
 inline std::uint64_t count_characters(const std::uint8_t* text, std::size_t length) noexcept {
@@ -52,7 +59,7 @@ inline std::uint64_t count_characters(const std::uint8_t* text, std::size_t leng
     }
     count += length - at;
     while (at < length) {
-        // As many as a byte can count.
+        // So many that a byte can count them.
         const std::size_t end = at + std::min<std::size_t>(length - at, 255);
         std::uint8_t trailing = 0;
         for (; at < end; ++at)
@@ -64,9 +71,9 @@ inline std::uint64_t count_characters(const std::uint8_t* text, std::size_t leng
 
 inline std::uint64_t size_of_characters(const std::uint8_t* text, std::uint64_t count) noexcept {
     std::uint64_t size = 0;
-    bool try_ascii = true;  // not while one character after the other is outside ASCII
+    bool try_ascii = true;  // false behind a character outside ASCII
     while (count) {
-        // A character has a byte at least, so that many can be read.
+        // Every character has at least one byte, so eight bytes can be read.
         if (try_ascii && count >= 8 && are_ascii(text + size)) {
             size += 8;
             count -= 8;
@@ -79,7 +86,7 @@ inline std::uint64_t size_of_characters(const std::uint8_t* text, std::uint64_t 
     return size;
 }
 
-// Until a step leads to `stop` or past it.
+// Counts steps until one leads to `stop` or past it.
 inline Steps count_steps(const std::uint8_t* text, std::uint64_t stop) noexcept {
     Steps steps{0, 0};
     for (; steps.end < stop; ++steps.count) steps.end += kUtf8Length[text[steps.end]];

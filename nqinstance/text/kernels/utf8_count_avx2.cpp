@@ -13,31 +13,41 @@ NQ_AVX2_INLINE Block load_block(const std::uint8_t* text) noexcept {
     return {load(text), load(text + 32)};
 }
 
-// A block of fewer bytes, filled up with zeros.
+// Loads fewer than 64 bytes, with zeros behind them.
 NQ_AVX2_INLINE Block load_part(const std::uint8_t* text, std::size_t length) noexcept {
     alignas(32) std::uint8_t block[64] = {};
     std::memcpy(block, text, length);
     return load_block(block);
 }
 
+// Sets the continuation bytes to all ones. As signed numbers these are the ones below 0xC0, which
+// is -64.
 NQ_AVX2_INLINE Bytes continuations(Bytes text) noexcept {
     return _mm256_cmpgt_epi8(all_bytes(0xC0), text);
 }
 
-// The top bit of each byte tells whether it is `lead` or above: only then does the average's sum
-// reach 0x100. That takes the text from memory, as a subtraction does not.
+// Sets the top bit of each byte that is `lead` or above; the other bits are anything. The average
+// is (byte + 0xFF - lead + 1) / 2, and only with a byte from `lead` on the sum reaches 0x100.
+// Unlike a subtraction the average can take the text from memory, without a load of its own.
+//   lead 0xE0: (0xE0 + 0x1F + 1) / 2 = 1000'0000; (0xDF + 0x1F + 1) / 2 = 0111'1111
 NQ_AVX2_INLINE Bytes from_lead(Bytes text, std::uint32_t lead) noexcept {
     return _mm256_avg_epu8(text, all_bytes(0xFF - lead));
 }
 
-// The bytes that stand kDistance before those of `text`, which follows `before`.
+// The bytes kDistance before those of `text`, which stands behind `before`. An alignment works in
+// each half of its own, so each half of `text` gets the half before it:
+//   before = A B, text = C D: the permutation makes B C, and the alignment for distance 1
+//   the last byte of B with all but the last of C, and the last of C with all but the last of D
 template <int kDistance>
 NQ_AVX2_INLINE Bytes bytes_before(Bytes before, Bytes text) noexcept {
-    return _mm256_alignr_epi8(text, _mm256_permute2x128_si256(before, text, 0x21), 16 - kDistance);
+    constexpr int kUpperOfFirstLowerOfSecond = 0x21;
+    return _mm256_alignr_epi8(
+        text, _mm256_permute2x128_si256(before, text, kUpperOfFirstLowerOfSecond), 16 - kDistance);
 }
 
-// What stands before a block, for as far back as a character can begin: of up to four bytes, or
-// of five and six as well, which only malformed text has.
+// For each byte of a block the bytes one, two and three places before it, in which the lead byte of
+// its character can be. With kHasLong also those four and five places before it, for leads of five
+// and six bytes, which only malformed text has.
 template <bool kHasLong>
 struct Preceding {
     Bytes one, two, three;
@@ -53,7 +63,9 @@ struct Preceding {
         }
     }
 
-    // In the top bit: the byte belongs to a character that starts before it.
+    // Sets the top bit of the trailing bytes; the other bits are anything. A byte is trailing if it
+    // is a continuation byte, and the byte before it is a lead or, in the same way, is a
+    // continuation byte behind a lead that announces more.
     NQ_AVX2_INLINE Bytes trailing(Bytes text) const noexcept {
         Bytes trailing = from_lead(three, 0xF0);
         if constexpr (kHasLong) {
@@ -68,7 +80,8 @@ struct Preceding {
         return _mm256_and_si256(continuations(text), trailing);
     }
 
-    // In the top bit: the byte is leapt over, where that takes continuation bytes only.
+    // Sets the top bit of the bytes that a step skips, if every step skips continuation bytes only;
+    // the other bits are anything.
     NQ_AVX2_INLINE Bytes skipped() const noexcept {
         Bytes skipped = _mm256_or_si256(from_lead(one, 0xC0), from_lead(two, 0xE0));
         skipped = _mm256_or_si256(skipped, from_lead(three, 0xF0));
@@ -85,7 +98,7 @@ NQ_AVX2_INLINE bool has_long_leads(Bytes before, const Block& block) noexcept {
     return top_bits(from_lead(most, 0xF8)) != 0;
 }
 
-// One bit for each byte of the block that belongs to a character that starts before it.
+// The mask of the trailing bytes of a block.
 NQ_AVX2_INLINE std::uint64_t trailing_bits(Bytes before, const Block& block) noexcept {
     if (__builtin_expect(has_long_leads(before, block), 0)) {
         return top_bits(Preceding<true>(before, block.low).trailing(block.low),
@@ -95,6 +108,7 @@ NQ_AVX2_INLINE std::uint64_t trailing_bits(Bytes before, const Block& block) noe
                     Preceding<false>(block.low, block.high).trailing(block.high));
 }
 
+// The mask of the bytes of a block that steps skip, if they skip continuation bytes only.
 NQ_AVX2_INLINE std::uint64_t skipped_bits(Bytes before, const Block& block) noexcept {
     if (__builtin_expect(has_long_leads(before, block), 0)) {
         return top_bits(Preceding<true>(before, block.low).skipped(),
@@ -108,8 +122,8 @@ NQ_AVX2_INLINE std::uint64_t bits_set(std::uint64_t bits) noexcept {
     return static_cast<std::uint64_t>(_mm_popcnt_u64(bits));
 }
 
-// How many bytes from `end` on its last character before that announces; the text begins `known`
-// bytes before.
+// How many bytes from `end` on the last character before it announces. The text begins `known`
+// bytes before `end`.
 NQ_AVX2_INLINE std::uint64_t announced_past(const std::uint8_t* end, std::size_t known) noexcept {
     for (std::size_t back = 1; back <= std::min<std::size_t>(known, 5); ++back) {
         const std::uint8_t byte = *(end - back);
@@ -119,21 +133,21 @@ NQ_AVX2_INLINE std::uint64_t announced_past(const std::uint8_t* end, std::size_t
     return 0;
 }
 
-// 128 bytes with at least 32 before them. `is_whole`: the continuation bytes are just those that
-// leads of up to four bytes announce; a longer lead may stand there with as few of its own. Where
-// the bytes before are whole as well, each of them belongs to a character that starts before it.
+// A stretch is 128 bytes with at least 32 before them. It is whole if its continuation bytes are
+// just those that leads of up to four bytes announce; a lead of five or six bytes counts as one of
+// four there. If the stretch before it is whole too, all its continuation bytes are trailing bytes.
 constexpr std::uint64_t kStretch = 128;
 
 struct Stretch {
-    Bytes continuations;  // how many, in each place of a register
-    Bytes most;           // the greatest byte, likewise
+    Bytes continuations;  // how many there are, counted in each byte of the register
+    Bytes most;           // the greatest byte of those at the same place in the register
     bool is_whole;
 };
 
 NQ_AVX2_INLINE Stretch examine(const std::uint8_t* text) noexcept {
     Stretch stretch{_mm256_setzero_si256(), _mm256_setzero_si256(), true};
     Bytes broken = _mm256_setzero_si256();
-    // Unrolled further, it would need more registers than there are.
+    // Unrolled further the loop would need more registers than there are.
 #pragma GCC unroll 2
     for (std::uint64_t i = 0; i < kStretch; i += 32) {
         const Bytes block = load(text + i);
@@ -155,6 +169,7 @@ NQ_AVX2_INLINE bool is_ascii_stretch(const std::uint8_t* text) noexcept {
     return top_bits(all) == 0;
 }
 
+// The sum of the four 64-bit lanes.
 NQ_AVX2_INLINE std::uint64_t sum_of_words(Bytes words) noexcept {
     const __m128i two =
         _mm_add_epi64(_mm256_castsi256_si128(words), _mm256_extracti128_si256(words, 1));
@@ -165,7 +180,8 @@ NQ_AVX2_INLINE std::uint64_t sum_of_bytes(Bytes bytes) noexcept {
     return sum_of_words(_mm256_sad_epu8(bytes, _mm256_setzero_si256()));
 }
 
-// Whether steps and characters are the same in a stretch, and how many bytes do not start one.
+// Whether steps and characters are the same in a stretch; then also how many continuation bytes it
+// has.
 NQ_AVX2_INLINE bool is_complete_stretch(const std::uint8_t* text, Bytes before,
                                         std::uint64_t& continuation_count) noexcept {
     if (is_ascii_stretch(text) && !top_bits(before)) return true;
@@ -176,20 +192,20 @@ NQ_AVX2_INLINE bool is_complete_stretch(const std::uint8_t* text, Bytes before,
     return true;
 }
 
-// How many bytes of 64, with at least 32 before them, belong to characters that start before them.
+// The number of trailing bytes among 64 bytes with at least 32 before them.
 NQ_AVX2_INLINE std::uint64_t trailing_in_block(const std::uint8_t* text) noexcept {
     return bits_set(trailing_bits(load(text - 32), load_block(text)));
 }
 
-// How many bytes of a stretch belong to characters that start before them.
+// The number of trailing bytes in a stretch.
 NQ_AVX2_INLINE std::uint64_t trailing_in_blocks(const std::uint8_t* text) noexcept {
     std::uint64_t trailing = 0;
     for (std::uint64_t i = 0; i < kStretch; i += 64) trailing += trailing_in_block(text + i);
     return trailing;
 }
 
-// The same; `is_whole` tells whether the bytes before are known to be whole, and then whether these
-// are.
+// The same. `is_whole` says whether the stretch before is known to be whole, and on return whether
+// this one is.
 NQ_AVX2_INLINE std::uint64_t trailing_in_stretch(const std::uint8_t* text,
                                                  bool& is_whole) noexcept {
     const bool was_whole = is_whole;
@@ -201,8 +217,8 @@ NQ_AVX2_INLINE std::uint64_t trailing_in_stretch(const std::uint8_t* text,
     return trailing_in_blocks(text);
 }
 
-// The same for all stretches of a text, with at least 32 bytes before it. ASCII is looked for only
-// where it was last, and the counts stay in a register.
+// The number of trailing bytes in all stretches of a text with at least 32 bytes before it. Looks
+// for ASCII only behind ASCII, and keeps the counts of whole stretches in a register.
 NQ_AVX2_INLINE std::uint64_t trailing_in_stretches(const std::uint8_t* text,
                                                    std::size_t stretches) noexcept {
     std::uint64_t trailing = 0;
@@ -230,7 +246,8 @@ NQ_AVX2_INLINE std::uint64_t trailing_in_stretches(const std::uint8_t* text,
 
 }  // namespace
 
-// From here on a start that is not aligned costs more than a look at a block.
+// From this length on unaligned loads cost more than the two blocks that lead to an aligned
+// address.
 constexpr std::size_t kLong = 1024;
 
 NQ_AVX2 std::uint64_t count_characters(const std::uint8_t* text, std::size_t length) noexcept {
@@ -239,7 +256,7 @@ NQ_AVX2 std::uint64_t count_characters(const std::uint8_t* text, std::size_t len
     std::uint64_t trailing = bits_set(trailing_bits(nothing, load_block(text)));
     std::size_t i = 64;
     if (length >= kLong) {
-        // On to where fewer loads lie across two cache lines.
+        // Goes on to an address at which fewer loads lie across two cache lines.
         const std::size_t more =
             wrapping_sub(std::uintptr_t{0}, reinterpret_cast<std::uintptr_t>(text + i)) % 32;
         trailing += trailing_in_block(text + i);
@@ -254,8 +271,9 @@ NQ_AVX2 std::uint64_t count_characters(const std::uint8_t* text, std::size_t len
     i += stretches * kStretch;
     for (; length - i >= 64; i += 64) trailing += trailing_in_block(text + i);
     if (i < length) {
-        // The last block overlaps what is counted. Without one before it, it has few bytes that
-        // are not, so that it holds all that stands before those.
+        // The last block overlaps what is counted already; its mask is shifted down to the bytes
+        // that are not. Without 32 bytes before the block these are so few that the block itself
+        // has all that can be the start of their characters.
         const std::uint8_t* last = text + length - 64;
         const Bytes before = length >= 96 ? load(last - 32) : nothing;
         trailing += bits_set(trailing_bits(before, load_block(last)) >> (64 - (length - i)));
@@ -265,7 +283,7 @@ NQ_AVX2 std::uint64_t count_characters(const std::uint8_t* text, std::size_t len
 
 NQ_AVX2 std::uint64_t size_of_characters(const std::uint8_t* text, std::uint64_t count) noexcept {
     std::uint64_t size = 0;
-    // A character has a byte at least, so as many can be read as characters are wanted.
+    // Every character has at least one byte, so as many bytes as characters can be read.
     if (count >= 64) {
         count -= 64 - bits_set(trailing_bits(_mm256_setzero_si256(), load_block(text)));
         size = 64;
@@ -284,7 +302,7 @@ NQ_AVX2 Steps count_steps(const std::uint8_t* text, std::size_t length) noexcept
     Steps steps{0, 0};
     std::uint64_t scalar_bytes = kScalarStretch;
     while (steps.end < length) {
-        // Bytes among which all characters are complete: there a step is a character.
+        // Counts blocks in which all characters are complete, so that steps are characters.
         const std::uint64_t start = steps.end;
         Bytes before = _mm256_setzero_si256();
         while (steps.end < length) {
@@ -308,7 +326,7 @@ NQ_AVX2 Steps count_steps(const std::uint8_t* text, std::size_t length) noexcept
             steps.count += bits_set(skipped ^ in_text);
             steps.end += is_part ? left : 64;
         }
-        // The more often that ends at once, the longer it is not tried again.
+        // Each time that this fails at once, the stretch before the next try doubles.
         scalar_bytes =
             steps.end > start ? kScalarStretch : std::min(2 * scalar_bytes, 64 * kScalarStretch);
         steps.end += announced_past(text + steps.end, steps.end - start);

@@ -5,17 +5,19 @@
 namespace nq::avx2 {
 namespace {
 
-// Characters of 64 bytes by where they start, one bit per byte. Blocks follow each other at fixed
-// steps; `pending` has a bit for each byte at the next block's start that belongs to the last
-// character of this one.
+// The characters in a block of 64 bytes, as masks. Blocks follow each other at fixed steps;
+// `pending` has the bytes at the start of the next block that belong to the last character of this
+// one.
 struct Utf8Block {
     std::uint64_t non_ascii;
     std::uint64_t starts;
     std::uint64_t pending;
     std::uint64_t leads_4;
-    bool is_broken;  // a tail where none belongs or none where one does, or an invalid lead
+    bool is_broken;  // the continuation bytes are not the announced ones, or a lead is invalid
 };
 
+// Sets the bytes that begin no character: 0xF5 and above, and 0xC0 and 0xC1, which differ in the
+// lowest bit only and would begin overlong forms.
 NQ_AVX2_INLINE Bytes invalid_leads(Bytes text) noexcept {
     const Bytes above = _mm256_cmpeq_epi8(_mm256_max_epu8(text, all_bytes(0xF5)), text);
     const Bytes overlong =
@@ -25,7 +27,10 @@ NQ_AVX2_INLINE Bytes invalid_leads(Bytes text) noexcept {
 
 NQ_AVX2_INLINE Utf8Block examine_utf8(Bytes low, Bytes high, std::uint64_t non_ascii,
                                       std::uint64_t pending) noexcept {
-    // Adding a byte to itself brings its next bit to the top.
+    // A byte added to itself moves up by one bit. Of a byte outside ASCII, which starts with 1, the
+    // second bit says that it is a lead, the third that it announces three bytes or more, the
+    // fourth that it announces four.
+    //   1110'aaaa -> 110a'aaa0 -> 10aa'aa00 -> 0aaa'a000
     const Bytes low2 = _mm256_add_epi8(low, low), high2 = _mm256_add_epi8(high, high);
     const Bytes low4 = _mm256_add_epi8(low2, low2), high4 = _mm256_add_epi8(high2, high2);
     const Bytes low8 = _mm256_add_epi8(low4, low4), high8 = _mm256_add_epi8(high4, high4);
@@ -33,10 +38,13 @@ NQ_AVX2_INLINE Utf8Block examine_utf8(Bytes low, Bytes high, std::uint64_t non_a
     const std::uint64_t leads_3 = leads & top_bits(low4, high4);
     const std::uint64_t leads_4 = leads_3 & top_bits(low8, high8);
     const std::uint64_t continuations = non_ascii & ~leads;
+    // A lead announces the byte behind it, one of three bytes two of them, one of four bytes three.
+    //   leads_3 0000'0001 -> expected 0000'0110
     const std::uint64_t expected = leads << 1 | leads_3 << 2 | leads_4 << 3 | pending;
     const Bytes invalid = _mm256_or_si256(invalid_leads(low), invalid_leads(high));
     return {.non_ascii = non_ascii,
             .starts = ~continuations,
+            // What the shifts above moved out of the 64 bits.
             .pending = leads >> 63 | leads_3 >> 62 | leads_4 >> 61,
             .leads_4 = leads_4,
             .is_broken = continuations != expected || !_mm256_testz_si256(invalid, invalid)};
@@ -47,6 +55,8 @@ NQ_AVX2_INLINE void store_units(std::uint8_t* target, Bytes units, Bytes swap) n
     store(target, kOut == ByteOrder::little ? units : _mm256_shuffle_epi8(units, swap));
 }
 
+// Converts 64 ASCII bytes.
+//   0aaa'aaaa -> 0000'0000 0000'0000 0000'0000 0aaa'aaaa
 template <ByteOrder kOut>
 NQ_AVX2_INLINE void widen_ascii(const std::uint8_t* source, std::uint8_t* target,
                                 Bytes swap) noexcept {
@@ -56,9 +66,12 @@ NQ_AVX2_INLINE void widen_ascii(const std::uint8_t* source, std::uint8_t* target
     }
 }
 
-// A block without four-byte characters: works out at each byte the character that would start
-// there, in 16 bits, and keeps those that do. No step depends on the one before it but for where
-// it stores.
+// Decodes a block without characters of four bytes. Computes for each byte the character that would
+// start there, in a 16-bit lane, and keeps those that do start there. Only the place of the next
+// store depends on the step before.
+//   0aaa'aaaa                     -> 0000'0000 0aaa'aaaa
+//   110a'aaaa 10bb'bbbb           -> 0000'0aaa aabb'bbbb
+//   1110'aaaa 10bb'bbbb 10cc'cccc -> aaaa'bbbb bbcc'cccc
 template <ByteOrder kOut>
 NQ_AVX2_INLINE void decode_short(const std::uint8_t* source, std::uint64_t starts,
                                  std::uint8_t* target, Bytes swap) noexcept {
@@ -71,6 +84,7 @@ NQ_AVX2_INLINE void decode_short(const std::uint8_t* source, std::uint64_t start
             _mm256_and_si256(_mm256_cvtepu8_epi16(load_half(source + i + 2)), low_six);
         const Bytes two = _mm256_or_si256(
             _mm256_slli_epi16(_mm256_and_si256(lead, _mm256_set1_epi16(0x1F)), 6), second);
+        // The mark 1110 of the lead leaves the lane at its top.
         const Bytes three = _mm256_or_si256(
             _mm256_or_si256(_mm256_slli_epi16(lead, 12), _mm256_slli_epi16(second, 6)), third);
         const Bytes is_three = _mm256_cmpgt_epi16(lead, _mm256_set1_epi16(0xDF));
@@ -89,53 +103,80 @@ NQ_AVX2_INLINE void decode_short(const std::uint8_t* source, std::uint64_t start
     }
 }
 
-// The positions of the first four bits set in the low 16 bits, a nibble each.
+// The positions of the first four bits that are set in the low 16 bits, a nibble each. Spreads the
+// bits to one nibble each, fills the nibbles of those that are set, and extracts these from the
+// list of all positions.
+//   bits 0000'0000'0000'1010 -> spread 0x1010 -> filled 0xF0F0 -> positions 0x31
 NQ_AVX2_INLINE std::uint64_t first_four(std::uint64_t bits) noexcept {
-    const std::uint64_t spread = _pdep_u64(bits, 0x1111111111111111);
-    return _pext_u64(0xFEDCBA9876543210, wrapping_sub(spread << 4, spread)) & 0xFFFF;
+    constexpr std::uint64_t kLowBitOfEach = 0x1111111111111111;
+    constexpr std::uint64_t kPositions = 0xFEDCBA9876543210;
+    const std::uint64_t spread = _pdep_u64(bits, kLowBitOfEach);
+    const std::uint64_t filled = wrapping_sub(spread << 4, spread);
+    return _pext_u64(kPositions, filled) & 0xFFFF;
 }
 
-// A character is first put together as if it had four bytes: 25 bits, seven of the lead and six of
-// each byte behind it. By the upper half of the lead, which is 0xxx for one byte, 10xx for no lead,
-// 110x for two bytes, 1110 for three and 1111 for four: how many of the 25 bits come from bytes
-// behind the character, and how many of 21 bits do not belong to the code point then, because they
+// decode_any first puts a character together as if it had four bytes: 25 bits, seven of the lead
+// and six of each byte behind it. These tables have two numbers for the upper half of each lead
+// byte, which is 0xxx for one byte, 10xx for no lead at all, 110x for two bytes, 1110 for three,
+// 1111 for four. kShiftByLead: how many of the 25 bits come from bytes behind the character and are
+// shifted out. kMaskShiftByLead: how many of 21 bits are then not the code point's, because they
 // mark the lead.
+//   one byte:    aaa'aaaa, 18 other bits            -> 7 bits aaa'aaaa
+//   two bytes:   10a'aaaa bb'bbbb, 12 others        -> 11 bits aaa'aabb'bbbb
+//   three bytes: 110'aaaa bb'bbbb cc'cccc, 6 others -> 16 bits aaaa'bbbb'bbcc'cccc
+//   four bytes:  111'0aaa bb'bbbb cc'cccc dd'dddd   -> 21 bits a'aabb'bbbb'cccc'ccdd'dddd
 constexpr std::uint8_t kShiftByLead[] = {18, 18, 18, 18, 18, 18, 18, 18,  //
                                          0,  0,  0,  0,  12, 12, 6,  0};
 constexpr std::uint8_t kMaskShiftByLead[] = {14, 14, 14, 14, 14, 14, 14, 14,  //
                                              0,  0,  0,  0,  10, 10, 5,  0};
 
-// A block of any characters, eight at a time, four of them in each half of a register. Where fewer
-// are left the last lanes hold anything.
+// Decodes a block of any characters, eight at a time: four of them in each half of a register.
+// Where fewer are left, the last lanes hold anything; the caller restores what they overwrite.
 template <ByteOrder kOut>
 NQ_AVX2_INLINE void decode_any(const std::uint8_t* source, std::uint64_t starts,
                                std::uint8_t* target, Bytes swap) noexcept {
-    const Bytes lane_of = _mm256_setr_epi8(0, 0, 0, 0, 1, 1, 1, 1, 2, 2, 2, 2, 3, 3, 3, 3,  //
-                                           4, 4, 4, 4, 5, 5, 5, 5, 6, 6, 6, 6, 7, 7, 7, 7);
+    // For each byte of a lane the number of its character among the eight.
+    const Bytes character_of = _mm256_setr_epi8(0, 0, 0, 0, 1, 1, 1, 1, 2, 2, 2, 2, 3, 3, 3, 3,  //
+                                                4, 4, 4, 4, 5, 5, 5, 5, 6, 6, 6, 6, 7, 7, 7, 7);
     const Bytes shift_by_lead = both_halves(kShiftByLead);
     const Bytes mask_shift_by_lead = both_halves(kMaskShiftByLead);
+    constexpr std::uint32_t kFourFromLead = 0x00010203;  // the lead's place + 3, + 2, + 1, + 0
+    constexpr std::uint64_t kLowHalfOfEach = 0x0F0F0F0F0F0F0F0F;
+    constexpr short kTimes64And1 = 0x40 << 8 | 1;  // for the upper and the lower byte of a pair
+    constexpr std::uint32_t kTimes4096And1 = 0x1000 << 16 | 1;  // for the pairs of a lane
+    constexpr std::uint32_t k21Bits = 0x1FFFFF;
     while (starts) {
         const std::uint64_t first = _tzcnt_u64(starts);
         const std::uint64_t fifth = _tzcnt_u64(_pdep_u64(1 << 4, starts));
         const std::uint64_t ninth = _pdep_u64(1 << 8, starts);
-        // Without a fifth the upper lanes hold anything.
+        // The characters' starts, counted from the first one of their half. Without a fifth
+        // character the upper half decodes anything.
         const std::uint64_t nibbles =
             first_four(starts >> first) | first_four(starts >> (fifth & 63)) << 16;
-        const std::uint64_t positions = _pdep_u64(nibbles, 0x0F0F0F0F0F0F0F0F);
+        const std::uint64_t positions = _pdep_u64(nibbles, kLowHalfOfEach);
         const Bytes gather = _mm256_add_epi8(
-            _mm256_shuffle_epi8(_mm256_set1_epi64x(static_cast<long long>(positions)), lane_of),
-            all_units(0x00010203));
-        // Four bytes from each start, the lead on top; behind shorter characters, what follows.
+            _mm256_shuffle_epi8(_mm256_set1_epi64x(static_cast<long long>(positions)),
+                                character_of),
+            all_units(kFourFromLead));
+        // Loads four bytes from each start on, the lead as the highest one of its lane. Shorter
+        // characters have the bytes behind them in the lane too.
         const Bytes four =
             _mm256_shuffle_epi8(join(load_half(source + first), load_half(source + fifth)), gather);
-        // The upper bytes are such that only the lowest is looked up.
+        // The upper half of the lead in the lowest byte. The shuffles below make zero of the other
+        // three bytes, whose index is 0x80.
         const Bytes by_lead = _mm256_or_si256(_mm256_srli_epi32(four, 28), all_units(0x80808000));
+        // Keeps seven bits of the lead and six of each other byte, then moves the bits together:
+        // multiplies the upper byte of each pair by 2^6 and adds the lower one, then multiplies the
+        // upper pair by 2^12 and adds the lower one.
+        //   0aaa'aaaa 00bb'bbbb 00cc'cccc 00dd'dddd
+        //   -> 000a'aaaa aabb'bbbb 0000'cccc ccdd'dddd
+        //   -> 0000'000a aaaa'aabb bbbb'cccc ccdd'dddd
         const Bytes bits = _mm256_and_si256(four, all_units(0x7F3F3F3F));
-        const Bytes halves = _mm256_maddubs_epi16(bits, _mm256_set1_epi16(0x4001));
-        const Bytes joined = _mm256_madd_epi16(halves, all_units(0x10000001));
+        const Bytes halves = _mm256_maddubs_epi16(bits, _mm256_set1_epi16(kTimes64And1));
+        const Bytes joined = _mm256_madd_epi16(halves, all_units(kTimes4096And1));
         const Bytes units =
             _mm256_and_si256(_mm256_srlv_epi32(joined, _mm256_shuffle_epi8(shift_by_lead, by_lead)),
-                             _mm256_srlv_epi32(all_units(0x1FFFFF),
+                             _mm256_srlv_epi32(all_units(k21Bits),
                                                _mm256_shuffle_epi8(mask_shift_by_lead, by_lead)));
         store_units<kOut>(target, units, swap);
         target += 32;
@@ -143,12 +184,12 @@ NQ_AVX2_INLINE void decode_any(const std::uint8_t* source, std::uint64_t starts,
     }
 }
 
-// What a block needs: itself and the bytes that its last load may reach; room for 64 units and
-// the seven that its last store may run over by.
+// What a block needs: its 64 bytes and those behind that its last load reads; room for 64 units and
+// for the seven that its last store may write too many.
 constexpr std::uint64_t kUtf8BlockReach = 64 + 16;
 constexpr std::uint64_t kUtf8BlockRoom = 4 * (64 + 8);
 
-// Converts blocks until one is broken or the end is near.
+// Converts blocks until one is malformed or the end is near.
 template <ByteOrder kOut>
 NQ_AVX2_INLINE void utf8_blocks(Cursor& cursor, Bytes swap) noexcept {
     Cursor at = cursor;
@@ -164,7 +205,7 @@ NQ_AVX2_INLINE void utf8_blocks(Cursor& cursor, Bytes swap) noexcept {
         const Utf8Block block = examine_utf8(low, high, non_ascii, pending);
         if (block.is_broken) break;
         const auto written = 4 * static_cast<std::uint64_t>(_mm_popcnt_u64(block.starts));
-        // What the last stores run over stays as it was.
+        // The bytes that the last store writes too many are restored.
         const Bytes behind = load(at.target + written);
         if (block.leads_4) {
             decode_any<kOut>(at.source, block.starts, at.target, swap);

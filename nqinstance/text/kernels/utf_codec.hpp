@@ -8,8 +8,8 @@
 #include "nqinstance/host/status.h"
 #include "nqinstance/text/kernels/utf8_tables.hpp"
 
-// One character at a time, inline: the exported readers and writers, the conversion loops and
-// whatever else of the library walks over text all use these.
+// Decodes and encodes one character at a time, inline, for the exported readers and writers, the
+// conversion loops and all else in the library that walks over text.
 namespace nq {
 
 static_assert(std::endian::native == std::endian::little);
@@ -47,7 +47,7 @@ inline void store32(std::uint8_t* bytes, std::uint32_t unit, ByteOrder order) no
     std::memcpy(bytes, &stored, sizeof stored);
 }
 
-// The unit at `bytes`, of which only `available` are there; the missing ones count as zero.
+// Loads a unit of which only `available` bytes are there; the missing ones count as zero.
 inline std::uint32_t load32_padded(const std::uint8_t* bytes, std::uint64_t available,
                                    ByteOrder order) noexcept {
     if (available >= 4) return load32(bytes, order);
@@ -62,7 +62,7 @@ struct Decoded {
     std::uint64_t consumed;  // bytes
 };
 
-// What stands at the start of the text when that is no whole character.
+// The status and the size of what stands at the start of the text when that is no whole character.
 inline Decoded reject_utf8(const std::uint8_t* text, std::uint64_t available) noexcept {
     if (available == 0 || begins_utf8(text[0])) {
         return {kReplacement, NQ_STATUS_TRUNCATED, available};
@@ -73,22 +73,26 @@ inline Decoded reject_utf8(const std::uint8_t* text, std::uint64_t available) no
     return {kReplacement, NQ_STATUS_MALFORMED, count};
 }
 
-// The character of two, three or four bytes at the start of the text, which are there.
+// Decode the character at the start of the text, whose two, three or four bytes are there.
+//   110a'aaaa 10bb'bbbb -> 0000'0aaa aabb'bbbb
 inline NQChar decode_two(const std::uint8_t* text) noexcept {
     return (text[0] & 0x1Fu) << 6 | (text[1] & 0x3Fu);
 }
+//   1110'aaaa 10bb'bbbb 10cc'cccc -> aaaa'bbbb bbcc'cccc
 inline NQChar decode_three(const std::uint8_t* text) noexcept {
     return (text[0] & 0x0Fu) << 12 | (text[1] & 0x3Fu) << 6 | (text[2] & 0x3Fu);
 }
+//   1111'0aaa 10bb'bbbb 10cc'cccc 10dd'dddd -> 000a'aabb bbbb'cccc ccdd'dddd
 inline NQChar decode_four(const std::uint8_t* text) noexcept {
     return (text[0] & 0x07u) << 18 | (text[1] & 0x3Fu) << 12 | (text[2] & 0x3Fu) << 6 |
            (text[3] & 0x3Fu);
 }
 
-// The character at the start of the text. Only the lead byte is judged: what follows it is taken
-// for continuation bytes, and overlong forms, surrogates and values above U+10FFFF pass.
+// Decodes the character at the start of the text. Only the lead byte is judged: the bytes behind it
+// count as its continuation bytes whatever they are, so overlong forms, surrogates and values above
+// U+10FFFF pass.
 inline Decoded decode_utf8(const std::uint8_t* text, std::uint64_t available) noexcept {
-    // Branches, which are guessed, where the length's table would be waited for.
+    // Branches, because the processor predicts them; a look-up of the length it has to wait for.
     if (available == 0) return reject_utf8(text, available);
     const std::uint32_t lead = text[0];
     if (lead < 0x80) return {lead, NQ_STATUS_OK, 1};
@@ -104,23 +108,27 @@ inline Decoded decode_utf8(const std::uint8_t* text, std::uint64_t available) no
     return {decode_four(text), NQ_STATUS_OK, 4};
 }
 
-// The UTF-8 bytes that a code point takes, whatever its value.
+// The number of bytes that a code point of any value takes in UTF-8.
 constexpr std::uint32_t utf8_size(NQChar code_point) noexcept {
     return 1u + (code_point >= 0x80) + (code_point >= 0x800) + (code_point >= 0x10000);
 }
 
-// Store a code point that takes two, three or four bytes, for which there is room. From U+200000 up
-// the high bits overflow into the mark of the lead.
+// Store a code point that takes two, three or four bytes, for which there is room. Words are
+// little-endian, so that the lead is in the lowest byte; the pictures have the highest bit first.
+//   0000'0aaa aabb'bbbb -> 10bb'bbbb 110a'aaaa
 constexpr std::uint32_t two_bytes_of(NQChar code_point) noexcept {
     return (0x80C0 | code_point >> 6) | (code_point & 0x3F) << 8;
 }
 inline void encode_two(NQChar code_point, std::uint8_t* target) noexcept {
     store16(target, two_bytes_of(code_point), ByteOrder::little);
 }
+//   aaaa'bbbb bbcc'cccc -> 10bb'bbbb 1110'aaaa, then 10cc'cccc
 inline void encode_three(NQChar code_point, std::uint8_t* target) noexcept {
     store16(target, (0x80E0 | code_point >> 12) | (code_point & 0xFC0) << 2, ByteOrder::little);
     target[2] = static_cast<std::uint8_t>(0x80 | (code_point & 0x3F));
 }
+//   000a'aabb bbbb'cccc ccdd'dddd -> 10dd'dddd 10cc'cccc 10bb'bbbb 1111'0aaa
+// From U+200000 up the high bits are added to the mark 1111'0000 of the lead and overflow it.
 inline void encode_four(NQChar code_point, std::uint8_t* target) noexcept {
     const std::uint32_t lead = (0xF0 + (code_point >> 18)) & 0xFF;
     store32(target,
@@ -129,8 +137,8 @@ inline void encode_four(NQChar code_point, std::uint8_t* target) noexcept {
             ByteOrder::little);
 }
 
-// Stores a code point of any value and returns the bytes; stores nothing and returns 0 where they
-// do not fit.
+// Stores a code point of any value and returns its size in bytes. Stores nothing and returns 0
+// where it does not fit.
 inline std::uint32_t encode_utf8(NQChar code_point, std::uint8_t* target,
                                  std::uint64_t room) noexcept {
     if (code_point < 0x80) {
@@ -157,8 +165,9 @@ constexpr bool is_high_surrogate(std::uint32_t unit) noexcept { return (unit & 0
 constexpr bool is_low_surrogate(std::uint32_t unit) noexcept { return (unit & 0xFC00) == 0xDC00; }
 constexpr bool is_surrogate(std::uint32_t unit) noexcept { return (unit & 0xF800) == 0xD800; }
 
-// The character at the start of the text. A pair is consumed whole even where its second unit is
-// not a low surrogate or is missing.
+// Decodes the character at the start of the text. A high surrogate consumes 4 bytes even where no
+// low surrogate or nothing at all follows.
+//   1101'10aa aaaa'aaaa 1101'11bb bbbb'bbbb -> 0x10000 + aaaa aaaa'aabb bbbb'bbbb
 inline Decoded decode_utf16(const std::uint8_t* text, std::uint64_t available,
                             ByteOrder order) noexcept {
     if (available < 2) return {kReplacement, NQ_STATUS_TRUNCATED, available};
@@ -170,7 +179,8 @@ inline Decoded decode_utf16(const std::uint8_t* text, std::uint64_t available,
     return {0x10000 + ((unit & 0x3FF) << 10 | (second & 0x3FF)), NQ_STATUS_OK, 4};
 }
 
-// The two units of a code point from U+10000 up; above U+10FFFF they are cut to 16 bits.
+// The two units of a code point from U+10000 up. Above U+10FFFF the high one does not fit into 16
+// bits; a store cuts it.
 constexpr std::uint32_t high_surrogate(NQChar code_point) noexcept {
     return 0xD800 + ((code_point - 0x10000) >> 10);
 }
