@@ -3,16 +3,13 @@
 
 #include "nqinstance/text/normalize.h"
 #include "tests/fault/cases.hpp"
+#include "tests/support/bytes.hpp"
 
 namespace nq::test {
 namespace {
 
 constexpr std::string_view kText = "text";
 constexpr std::string_view kOther = "other";
-
-const std::uint8_t* bytes_of(std::string_view text) {
-    return reinterpret_cast<const std::uint8_t*>(text.data());
-}
 
 // What uses the host's normaliser hands its status on.
 class UseNormalizer : public Operation {

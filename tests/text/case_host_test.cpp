@@ -9,15 +9,12 @@
 
 #include "nqinstance/text/case_mapping.h"
 #include "standalone/host.hpp"
+#include "tests/support/bytes.hpp"
 #include "tests/support/library.hpp"
 #include "tests/support/random.hpp"
 
 namespace nq::test {
 namespace {
-
-const std::uint8_t* bytes_of(std::string_view text) {
-    return reinterpret_cast<const std::uint8_t*>(text.data());
-}
 
 icu::UnicodeString from_utf8(std::string_view text) {
     return icu::UnicodeString::fromUTF8({text.data(), static_cast<int32_t>(text.size())});

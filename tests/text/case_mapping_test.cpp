@@ -1,5 +1,6 @@
 // The case mappings behind a host whose answers the test writes.
 #include "nqinstance/text/case_mapping.h"
+#include "tests/support/bytes.hpp"
 
 #include <gtest/gtest.h>
 
@@ -21,10 +22,6 @@ using namespace std::string_literals;
 constexpr NQStatus kOk = 0;
 constexpr NQStatus kTooSmall = 0x803FE807;
 constexpr NQStatus kNoLocale = 0x803FE862;
-
-const std::uint8_t* bytes_of(std::string_view text) {
-    return reinterpret_cast<const std::uint8_t*>(text.data());
-}
 
 struct Written {
     NQStatus status;

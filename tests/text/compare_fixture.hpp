@@ -8,6 +8,7 @@
 #include "nqinstance/host/kernel.h"
 #include "nqinstance/text/compare.h"
 #include "standalone/text/unicode.hpp"
+#include "tests/support/bytes.hpp"
 #include "tests/text/kernels/bodies.hpp"
 
 namespace nq::test {
@@ -41,10 +42,6 @@ class LoweringHost {
     Unicode unicode_;
     HostKernel kernel_{};
 };
-
-inline const std::uint8_t* bytes_of(std::string_view text) {
-    return reinterpret_cast<const std::uint8_t*>(text.data());
-}
 
 // The comparisons in the way under test, with the standalone host's Unicode service unless a test
 // serves them by another kernel.

@@ -14,6 +14,7 @@
 #include "nqinstance/host/kernel.h"
 #include "nqinstance/text/compare.h"
 #include "standalone/text/unicode.hpp"
+#include "tests/support/bytes.hpp"
 #include "tests/text/kernels/bodies.hpp"
 
 namespace nq::test {
@@ -106,10 +107,6 @@ struct Way {
     decltype(&::nqzsncmp) units_compare;
     decltype(&::nqzseqn) units_equal;
 };
-
-const std::uint8_t* bytes_of(const std::string& text) {
-    return reinterpret_cast<const std::uint8_t*>(text.data());
-}
 
 template <class Compare, class... More>
 int call(Compare compare, const std::string& a, const std::string& b, More... more) {

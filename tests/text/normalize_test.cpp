@@ -12,14 +12,11 @@
 #include "nqinstance/host/status.h"
 #include "standalone/text/normalizer.hpp"
 #include "standalone/text/unicode.hpp"
+#include "tests/support/bytes.hpp"
 #include "tests/support/library.hpp"
 
 namespace nq::test {
 namespace {
-
-const std::uint8_t* bytes_of(std::string_view text) {
-    return reinterpret_cast<const std::uint8_t*>(text.data());
-}
 
 // A Unicode service that only makes a normaliser, and a normaliser that notes what it is given.
 class RecordingHost {

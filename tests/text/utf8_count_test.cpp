@@ -6,6 +6,7 @@
 
 #include "nqinstance/text/utf8.h"
 #include "nqinstance/text/utf8_strings.h"
+#include "tests/support/bytes.hpp"
 #include "tests/support/guard_pages.hpp"
 #include "tests/support/random.hpp"
 #include "tests/text/kernels/bodies.hpp"
@@ -18,9 +19,7 @@ using namespace std::string_view_literals;
 using model::Bytes;
 using model::Text;
 
-Text bytes_of(std::string_view text) {
-    return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};
-}
+Text text_of(std::string_view text) { return {bytes_of(text), text.size()}; }
 
 using model::kSlowdown;
 
@@ -104,40 +103,40 @@ class Utf8CountBody : public TextBody {
 
 TEST_P(Utf8CountBody, Characters) {
     EXPECT_EQ(num_chars({}), 0u);
-    EXPECT_EQ(num_chars(bytes_of("\xC3\xA9"
-                                 "A")),
+    EXPECT_EQ(num_chars(text_of("\xC3\xA9"
+                                "A")),
               2u);
-    EXPECT_EQ(num_chars(bytes_of("\xC3"
-                                 "A")),
+    EXPECT_EQ(num_chars(text_of("\xC3"
+                                "A")),
               2u);
-    EXPECT_EQ(num_chars(bytes_of("\x80\x80")), 2u);
-    EXPECT_EQ(num_chars(bytes_of("\xC3\xA9\xA9")), 2u);
-    EXPECT_EQ(num_chars(bytes_of("\xF0\x9F\x98\x80")), 1u);
-    EXPECT_EQ(num_chars(bytes_of("\xF0\x9F\x98")), 1u);
-    EXPECT_EQ(num_chars(bytes_of("\xFF\x80\x80\x80\x80\x80\x80")), 2u);
-    EXPECT_EQ(num_chars(bytes_of("A\0B"sv)), 3u);
+    EXPECT_EQ(num_chars(text_of("\x80\x80")), 2u);
+    EXPECT_EQ(num_chars(text_of("\xC3\xA9\xA9")), 2u);
+    EXPECT_EQ(num_chars(text_of("\xF0\x9F\x98\x80")), 1u);
+    EXPECT_EQ(num_chars(text_of("\xF0\x9F\x98")), 1u);
+    EXPECT_EQ(num_chars(text_of("\xFF\x80\x80\x80\x80\x80\x80")), 2u);
+    EXPECT_EQ(num_chars(text_of("A\0B"sv)), 3u);
 }
 
 TEST_P(Utf8CountBody, BytesOfCharacters) {
     EXPECT_EQ(NQ_UNDER_TEST(nqzsu8ByteLength)(nullptr, 0), 0u);
-    EXPECT_EQ(byte_length(bytes_of("\xC3\xA9"
-                                   "A"),
+    EXPECT_EQ(byte_length(text_of("\xC3\xA9"
+                                  "A"),
                           1),
               2u);
-    EXPECT_EQ(byte_length(bytes_of("\xC3\xA9"
-                                   "A"),
+    EXPECT_EQ(byte_length(text_of("\xC3\xA9"
+                                  "A"),
                           2),
               3u);
-    EXPECT_EQ(byte_length(bytes_of("\xC3"
-                                   "A"),
+    EXPECT_EQ(byte_length(text_of("\xC3"
+                                  "A"),
                           1),
               1u);
-    EXPECT_EQ(byte_length(bytes_of("\xF0\x9F\x98"
-                                   "A"),
+    EXPECT_EQ(byte_length(text_of("\xF0\x9F\x98"
+                                  "A"),
                           1),
               3u);
-    EXPECT_EQ(byte_length(bytes_of("\xF0\x9F\x98\x80\x80"), 2), 5u);
-    EXPECT_EQ(byte_length(bytes_of("A\0B"sv), 3), 3u);
+    EXPECT_EQ(byte_length(text_of("\xF0\x9F\x98\x80\x80"), 2), 5u);
+    EXPECT_EQ(byte_length(text_of("A\0B"sv), 3), 3u);
 }
 
 TEST_P(Utf8CountBody, LengthsOfTerminatedText) {
@@ -147,21 +146,21 @@ TEST_P(Utf8CountBody, LengthsOfTerminatedText) {
     lengths(nullptr, &characters, &bytes);
     EXPECT_EQ(characters, 77u);
     EXPECT_EQ(bytes, 77u);
-    lengths(bytes_of("\xC3\xA9"
-                     "A")
+    lengths(text_of("\xC3\xA9"
+                    "A")
                 .data(),
             &characters, &bytes);
     EXPECT_EQ(characters, 2u);
     EXPECT_EQ(bytes, 3u);
-    lengths(bytes_of("").data(), &characters, nullptr);
+    lengths(text_of("").data(), &characters, nullptr);
     EXPECT_EQ(characters, 0u);
-    lengths(bytes_of("AB").data(), nullptr, &bytes);
+    lengths(text_of("AB").data(), nullptr, &bytes);
     EXPECT_EQ(bytes, 2u);
-    lengths(bytes_of("AB").data(), nullptr, nullptr);
+    lengths(text_of("AB").data(), nullptr, nullptr);
 }
 
 TEST_P(Utf8CountBody, CutOffCharacterDoesNotReachOverTheTerminator) {
-    const Text text = place(bytes_of("A\xF0\x9F\0"sv));
+    const Text text = place(text_of("A\xF0\x9F\0"sv));
     std::uint64_t characters = 0;
     std::uint64_t bytes = 0;
     NQ_UNDER_TEST(nqzsu8Lengths)(text.data(), &characters, &bytes);
@@ -354,7 +353,7 @@ class FindCharBody : public TextBody {
                                                  needle.size(), 20);
     }
     std::int64_t find(std::string_view haystack, std::string_view needle) {
-        return find(bytes_of(haystack), bytes_of(needle));
+        return find(text_of(haystack), text_of(needle));
     }
 
     // Both texts end at protected pages; then the one searched starts after one, and is followed by
@@ -390,7 +389,7 @@ TEST_P(FindCharBody, FirstOccurrence) {
 TEST_P(FindCharBody, NothingIsEverywhereAndNowhere) {
     EXPECT_EQ(find("abc", ""), 0);
     EXPECT_EQ(find(Text(), Text()), 0);
-    EXPECT_EQ(find(Text(), bytes_of("a")), -1);
+    EXPECT_EQ(find(Text(), text_of("a")), -1);
     EXPECT_EQ(find("abc", "abcd"), -1);
     EXPECT_EQ(find("xxa", "ab"), -1);
 }

@@ -8,16 +8,14 @@
 #include <vector>
 
 #include "nqinstance/text/utf8.h"
+#include "tests/support/bytes.hpp"
 #include "tests/support/guard_pages.hpp"
 #include "tests/support/library.hpp"
 
 namespace {
 
 using namespace std::string_literals;
-
-const uint8_t* bytes_of(std::string_view text) {
-    return reinterpret_cast<const uint8_t*>(text.data());
-}
+using nq::test::bytes_of;
 
 struct Read {
     NQStatus status;

@@ -15,6 +15,7 @@
 
 #include "nqinstance/text/memory.h"
 #include "nqinstance/text/utf.h"
+#include "tests/support/bytes.hpp"
 #include "tests/threads/threads.hpp"
 
 namespace nq::test {
@@ -99,10 +100,6 @@ struct Texts {
     std::vector<NQChar> units = std::vector<NQChar>(256, 0xE9);
     std::vector<double> numbers = std::vector<double>(256, 1.5);
 };
-
-const std::uint8_t* bytes_of(const std::string& text) {
-    return reinterpret_cast<const std::uint8_t*>(text.data());
-}
 
 bool scans(const FreshLibrary& library, const Texts& texts) {
     return library.mwMemScan(texts.letters.data(), 256, 'y') == 255;

@@ -7,16 +7,14 @@
 
 #include "standalone/host.hpp"
 #include "standalone/values/strings.hpp"
+#include "tests/support/bytes.hpp"
 #include "tests/support/random.hpp"
 
 namespace nq {
 namespace {
 
+using test::bytes_of;
 using test::SeededRandom;
-
-const uint8_t* bytes_of(std::string_view text) {
-    return reinterpret_cast<const uint8_t*>(text.data());
-}
 
 class Base64 : public testing::Test {
   protected:

@@ -10,16 +10,14 @@
 #include "standalone/base/statuses.hpp"
 #include "standalone/base/utf8.hpp"
 #include "standalone/host.hpp"
+#include "tests/support/bytes.hpp"
 #include "tests/support/random.hpp"
 
 namespace nq {
 namespace {
 
+using test::bytes_of;
 using test::SeededRandom;
-
-const uint8_t* bytes_of(std::string_view text) {
-    return reinterpret_cast<const uint8_t*>(text.data());
-}
 
 class String : public testing::Test {
   protected:
