@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "fuzz/support/input.hpp"
+#include "nqinstance/host/status.h"
 #include "nqinstance/text/utf.h"
 #include "tests/text/utf_model.hpp"
 
@@ -127,7 +128,7 @@ Outcome model_to_utf32(const Bytes& source, std::uint64_t capacity, const Reader
         if (read.status) break;
         const Written written = writer.model(read.code_point);
         if (capacity < written.needs) {
-            outcome.status = 0x803FE807;
+            outcome.status = NQ_STATUS_BUFFER_TOO_SMALL;
             break;
         }
         put(outcome, outcome.produced, written.bytes);
@@ -144,7 +145,7 @@ Outcome model_from_utf32(const Bytes& source, std::uint64_t capacity, const Read
     for (std::uint64_t at = 0; at + 4 <= source.size() && outcome.produced < capacity; at += 4) {
         const Written written = writer.model(reader.model(source.data() + at, 4).code_point);
         if (capacity - outcome.produced < written.needs) {
-            outcome.status = 0x803FE807;
+            outcome.status = NQ_STATUS_BUFFER_TOO_SMALL;
             break;
         }
         put(outcome, outcome.produced, written.bytes);
@@ -163,7 +164,7 @@ void check_writers(NQChar code_point, std::uint64_t room) {
         std::uint64_t written = 99;
         const NQStatus status = writer.routine(code_point, target.data(), capacity, &written);
         const bool fits = capacity >= expected.needs;
-        NQ_REQUIRE(status == (fits ? 0 : 0x803FE807));
+        NQ_REQUIRE(status == (fits ? 0 : NQ_STATUS_BUFFER_TOO_SMALL));
         if (!fits) continue;
         NQ_REQUIRE(written == expected.bytes.size());
         NQ_REQUIRE(std::equal(expected.bytes.begin(), expected.bytes.end(), target.begin()));
@@ -201,7 +202,7 @@ void check_units(const Bytes& source, std::uint64_t capacity) {
     std::uint64_t copied = 99;
     const bool fits = source.size() <= capacity;
     NQ_REQUIRE(COPY_UTF(source.data(), source.size(), copy.data(), capacity, &copied) ==
-               (fits ? 0 : 0x803FE807));
+               (fits ? 0 : NQ_STATUS_BUFFER_TOO_SMALL));
     NQ_REQUIRE(copied == std::min<std::uint64_t>(source.size(), capacity));
     NQ_REQUIRE(std::equal(copy.begin(), copy.begin() + static_cast<std::ptrdiff_t>(copied),
                           source.begin()));

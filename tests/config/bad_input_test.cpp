@@ -6,11 +6,10 @@
 #include "standalone/base/statuses.hpp"
 #include "standalone/host.hpp"
 #include "tests/config/config_support.hpp"
+#include "tests/support/statuses.hpp"
 
 namespace nq::test {
 namespace {
-
-constexpr NQStatus kReadError = 0x80bfe801u;
 
 // The library has one kernel at a time, so each test is for one host.
 class BadInputOfCheckingHost : public testing::Test {
@@ -222,9 +221,8 @@ TEST_F(BadInputOfCheckingHost, ReadErrorAtEachPosition) {
 }
 
 TEST_F(BadInputOfCheckingHost, FileThatCannotBeOpenedLeavesTheLineNumber) {
-    EXPECT_EQ(read_configuration(host, "missing.conf"),
-              (Outcome{FileService::kNoSuchFile, kLineUntouched}));
-    EXPECT_EQ(read("a=1", {.open_status = 0x80bfe8ffu}), (Outcome{0x80bfe8ffu, kLineUntouched}));
+    EXPECT_EQ(read_configuration(host, "missing.conf"), (Outcome{kNoSuchFile, kLineUntouched}));
+    EXPECT_EQ(read("a=1", {.open_status = kFileLocked}), (Outcome{kFileLocked, kLineUntouched}));
 }
 
 TEST_F(BadInputOfStandaloneHost, WhatIsNoFileHasAStatusOfItsOwn) {

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "tests/config/config_support.hpp"
+#include "tests/support/statuses.hpp"
 
 namespace nq::test {
 namespace {
@@ -121,8 +122,8 @@ TEST_F(ConfigDictionary, FailedCreateLeavesNothing) {
 
     for (const bool delivers : {false, true}) {
         host.plan().deliver_with_failure(delivers);
-        host.plan().fail(Call::kCreateDictionary, 0, 0x803fcabcu);
-        EXPECT_EQ(create(&made), 0x803fcabcu);
+        host.plan().fail(Call::kCreateDictionary, 0, kHostRefusal);
+        EXPECT_EQ(create(&made), kHostRefusal);
         EXPECT_EQ(host.state(), before) << "with a dictionary: " << delivers;
     }
 
@@ -213,7 +214,7 @@ TEST_F(ConfigDictionary, FailedCloneLeavesNothing) {
     };
     EXPECT_EQ(fails(Call::kLoadExtension, 1), NQ_STATUS_NO_EXTENSION);
     EXPECT_EQ(fails(Call::kAlloc, 1), NQ_STATUS_NO_MEMORY);
-    EXPECT_EQ(fails(Call::kCloneObject, 0x803fcabcu), 0x803fcabcu);
+    EXPECT_EQ(fails(Call::kCloneObject, kHostRefusal), kHostRefusal);
     EXPECT_EQ(to_string(tree_of(first)), R"({k: "v"})");
     release(first);
 }

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "tests/config/config_support.hpp"
+#include "tests/support/statuses.hpp"
 
 namespace nq::test {
 namespace {
@@ -199,8 +200,7 @@ TEST_F(Configuration, SyntaxErrorKeepsOneReferenceOfEach) {
 }
 
 TEST_F(Configuration, ErrorBeforeTheFileIsOpenLeavesTheLineNumber) {
-    EXPECT_EQ(read_configuration(host, "missing.conf"),
-              (Outcome{FileService::kNoSuchFile, kLineUntouched}));
+    EXPECT_EQ(read_configuration(host, "missing.conf"), (Outcome{kNoSuchFile, kLineUntouched}));
     host.file("test.conf", "x");
     for (const std::uint64_t n : {0u, 1u, 2u}) {
         host.plan().fail(Call::kLoadExtension, n, 1);
@@ -212,9 +212,9 @@ TEST_F(Configuration, ErrorBeforeTheFileIsOpenLeavesTheLineNumber) {
 
 TEST_F(Configuration, ErrorAfterTheFileIsOpenGivesNoLine) {
     EXPECT_EQ(read("a=1\n\xFF=2\n"), (Outcome{NQ_STATUS_UNCONVERTIBLE, -1}));
-    EXPECT_EQ(read("a=1\n", {.fail_read = 0}), (Outcome{0x80bfe801u, -1}));
-    host.plan().fail(Call::kDictionarySet, 0, 0x803fcabcu);
-    EXPECT_EQ(read("a=1\n"), (Outcome{0x803fcabcu, -1}));
+    EXPECT_EQ(read("a=1\n", {.fail_read = 0}), (Outcome{kReadError, -1}));
+    host.plan().fail(Call::kDictionarySet, 0, kHostRefusal);
+    EXPECT_EQ(read("a=1\n"), (Outcome{kHostRefusal, -1}));
 }
 
 TEST_F(Configuration, ServiceStatusThatLooksLikeASyntaxErrorIsNone) {

@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "tests/config/config_support.hpp"
+#include "tests/support/statuses.hpp"
 
 namespace nq::test {
 namespace {
@@ -122,11 +123,11 @@ TEST_F(TextReader, NullNameIsTheEmptyName) {
 }
 
 TEST_F(TextReader, FailedOpenReportsTheFileService) {
-    host.file("locked.txt", "", {.open_status = 0x80bfe803u});
+    host.file("locked.txt", "", {.open_status = kFileLocked});
     Reader reader(host);
-    EXPECT_EQ(reader.open("locked.txt"), 0x80bfe803u);
+    EXPECT_EQ(reader.open("locked.txt"), kFileLocked);
     EXPECT_EQ(reader->file, nullptr);
-    EXPECT_EQ(reader.open("missing.txt"), FileService::kNoSuchFile);
+    EXPECT_EQ(reader.open("missing.txt"), kNoSuchFile);
     EXPECT_EQ(reader.next(), "<status 803fc003>");
 }
 
@@ -143,8 +144,8 @@ TEST_F(TextReader, ReadingBeforeOpenIsRefused) {
 TEST_F(TextReader, FailedNameLeavesTheFile) {
     host.file("a.txt", "x\n");
     Reader reader(host, "a.txt");
-    host.plan().fail(Call::kCreateEncoded, 0, 0x803fc002u);
-    EXPECT_EQ(reader.open("a.txt"), 0x803fc002u);
+    host.plan().fail(Call::kCreateEncoded, 0, NQ_STATUS_NO_MEMORY);
+    EXPECT_EQ(reader.open("a.txt"), NQ_STATUS_NO_MEMORY);
     EXPECT_EQ(reader.next(), "x");
 }
 
@@ -438,7 +439,7 @@ TEST_F(TextReader, FailedReadIsReturnedAndReadingGoesOn) {
             EXPECT_EQ(reader.next(), "one");
         }
         NQU8String* line = nullptr;
-        EXPECT_EQ(reader.read(&line), 0x80bfe801u);
+        EXPECT_EQ(reader.read(&line), kReadError);
         EXPECT_EQ(reader->charCount, 0u);
         EXPECT_EQ(line != nullptr, failing >= 2) << "a line was begun by the second fill only";
         if (line) {
@@ -461,8 +462,8 @@ TEST_F(TextReader, FailuresAtATerminator) {
         EXPECT_EQ(reader.next(), "one");
         const HostState before = host.state();
         NQU8String* line = nullptr;
-        host.plan().fail(call, 0, 0x803fc002u);
-        EXPECT_EQ(reader.read(&line), 0x803fc002u);
+        host.plan().fail(call, 0, NQ_STATUS_NO_MEMORY);
+        EXPECT_EQ(reader.read(&line), NQ_STATUS_NO_MEMORY);
         EXPECT_EQ(line, nullptr);
         EXPECT_EQ(host.state(), before);
         EXPECT_EQ(reader->charCount, 0u);
@@ -496,8 +497,8 @@ TEST_F(TextReader, FailedSegmentsLeaveTheBegunLine) {
         host.file("a.txt", std::string(5000, 'a') + "\nb\n");
         Reader reader(host, "a.txt");
         NQU8String* line = nullptr;
-        host.plan().fail(one.call, one.n, 0x803fe808u);
-        EXPECT_EQ(reader.read(&line), 0x803fe808u);
+        host.plan().fail(one.call, one.n, NQ_STATUS_MALFORMED);
+        EXPECT_EQ(reader.read(&line), NQ_STATUS_MALFORMED);
         EXPECT_EQ(reader->charCount, 0u);
         ASSERT_EQ(line != nullptr, one.is_begun);
         if (line) {

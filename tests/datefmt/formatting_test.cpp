@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "nqinstance/core/api.h"
+#include "nqinstance/host/status.h"
 #include "tests/support/library.hpp"
 
 namespace {
@@ -34,7 +35,7 @@ Received received;
 bool record_is_variable = false;
 NQContext* put_into_variable = nullptr;
 constexpr std::uint64_t kResult = 0xfeedface12345678u;
-constexpr NQStatus kStatus = 0x803fe807u;
+constexpr NQStatus kStatus = NQ_STATUS_BUFFER_TOO_SMALL;
 
 std::uint64_t word(const void* pointer) { return reinterpret_cast<std::uint64_t>(pointer); }
 
@@ -123,7 +124,7 @@ const std::vector<std::uint64_t> kFormatArguments{word(kFormat),     19, word(bu
 const std::vector<std::uint64_t> kThreeArguments{word(kFirst), word(kSecond), word(kThird)};
 const std::vector<std::uint64_t> kRenderArguments{word(kFirst), word(kSecond), word(kFourth),
                                                   word(kFifth)};
-constexpr NQStatus kMessageStatus = 0x8bbff853u;
+constexpr NQStatus kMessageStatus = NQ_STATUS_UNCLOSED_SECTION;
 const std::vector<std::uint64_t> kStatusArguments{kMessageStatus, word(kFirst), word(kSecond),
                                                   word(kThird)};
 

@@ -273,11 +273,11 @@ constexpr std::array kDocuments{
 };
 
 constexpr std::array kSyntaxErrors{
-    SyntaxError{"x\n", 0x8bbff854u, 0, 0, 1, 0},
+    SyntaxError{"x\n", NQ_STATUS_MISSING_EQUALS, 0, 0, 1, 0},
     // The section's name, a key and a value in it.
-    SyntaxError{"# c\n[s]\na = 1\n[open\n", 0x8bbff853u, 3, 1, 2, 3},
+    SyntaxError{"# c\n[s]\na = 1\n[open\n", NQ_STATUS_UNCLOSED_SECTION, 3, 1, 2, 3},
     // The nested one's name, a key and a value in it.
-    SyntaxError{"n =\n  k = v\n\nno equals sign\n", 0x8bbff854u, 3, 0, 2, 3},
+    SyntaxError{"n =\n  k = v\n\nno equals sign\n", NQ_STATUS_MISSING_EQUALS, 3, 0, 2, 3},
 };
 
 }  // namespace

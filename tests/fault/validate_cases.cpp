@@ -5,6 +5,7 @@
 #include "nqinstance/validate/numeric.h"
 #include "nqinstance/validate/validation.h"
 #include "tests/fault/cases.hpp"
+#include "tests/support/statuses.hpp"
 #include "tests/validate/run_place.hpp"
 
 namespace nq::test {
@@ -248,7 +249,7 @@ void add_text_cases(std::vector<SweepCase>& cases) {
         Text{"a definition with a mistake", R"({"values": [{"min": 1}]})",
              NQ_STATUS_RANGE_WITHOUT_MAX},
         Text{"no object", "[1, 2]", NQ_STATUS_NOT_A_DICTIONARY},
-        Text{"no JSON", "{\"min\": ", JsonService::kSyntaxError},
+        Text{"no JSON", "{\"min\": ", kJsonSyntaxError},
     };
     for (const Text& text : kTexts) {
         for (const bool loads : {true, false}) {

@@ -7,8 +7,8 @@
 //     host.string("Ada")},
 //                                           {"list", host.array({host.string("x")})}});
 //     NQU8String* json = nullptr;
-//     host.plan().fail(Call::kStringAppend, 3, 0x803fc002);   // the fourth append fails
-//     EXPECT_EQ(api->toJSON(api, host.pool(), &tree->header, &json), 0x803fc002);
+//     host.plan().fail(Call::kStringAppend, 3, NQ_STATUS_NO_MEMORY);   // the fourth append fails
+//     EXPECT_EQ(api->toJSON(api, host.pool(), &tree->header, &json), NQ_STATUS_NO_MEMORY);
 //     host.plan().clear();
 //     EXPECT_EQ(api->toJSON(api, host.pool(), &tree->header, &json), NQ_STATUS_OK);
 //     EXPECT_EQ(text_of(json), ...);

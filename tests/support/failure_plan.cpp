@@ -1,6 +1,7 @@
 #include "tests/support/failure_plan.hpp"
 
 #include "nqinstance/host/status.h"
+#include "tests/support/statuses.hpp"
 
 namespace nq::test {
 namespace {
@@ -55,13 +56,9 @@ constexpr std::array<const char*, kCallKinds> kNames{
 };
 static_assert(kNames.back() != nullptr);
 
-// Statuses of the host alone, which the library passes through without a meaning of its own.
-constexpr NQStatus kHostRefusal = 0x803fcabcu;
-constexpr NQStatus kHostWarning = 0x00000001u;
-
 constexpr std::size_t kFailuresKept = 256;
 
-constexpr std::array kFileStatuses{0x80bfe801u, NQ_STATUS_NO_MEMORY, kHostWarning};
+constexpr std::array kFileStatuses{kReadError, NQ_STATUS_NO_MEMORY, kHostWarning};
 constexpr std::array kConvertStatuses{NQ_STATUS_MALFORMED, NQ_STATUS_UNCONVERTIBLE,
                                       NQ_STATUS_NO_MEMORY};
 constexpr std::array kTextStatuses{NQ_STATUS_NO_MEMORY, NQ_STATUS_MALFORMED, kHostWarning};

@@ -10,6 +10,7 @@
 #include "nqinstance/host/file.h"
 #include "nqinstance/host/status.h"
 #include "tests/support/host_core.hpp"
+#include "tests/support/statuses.hpp"
 
 namespace nq::test {
 
@@ -24,7 +25,7 @@ struct FilePlan {
     std::vector<std::uint64_t> splits = {};  // offsets at which a read stops, ascending
     EndOfFile end = EndOfFile::kLate;
     std::uint64_t fail_read = UINT64_MAX;  // the read, from 0, that fails instead
-    NQStatus read_status = 0x80bfe801u;    // with this status
+    NQStatus read_status = kReadError;     // with this status
     NQStatus open_status = NQ_STATUS_OK;   // anything else: the file cannot be opened
 };
 
@@ -52,7 +53,6 @@ class FileService {
     std::uint64_t open_files() const;
     const std::vector<OpenCall>& opens() const { return opens_; }
 
-    static constexpr NQStatus kNoSuchFile = 0x80bfe802u;
     // The largest read that is in order.
     static constexpr std::uint64_t kLargestRead = 4096;
 

@@ -5,6 +5,7 @@
 
 #include "nqinstance/host/status.h"
 #include "tests/support/faults.hpp"
+#include "tests/support/statuses.hpp"
 
 namespace nq::test {
 namespace {
@@ -17,7 +18,7 @@ class Parser {
     // The whole text as one value, or null and a status; null is a value as well.
     InstanceHeader* parse(NQStatus& status) {
         InstanceHeader* value = read_value();
-        if (!status_ && !next().empty()) fail(JsonService::kSyntaxError);
+        if (!status_ && !next().empty()) fail(kJsonSyntaxError);
         status = status_;
         if (!status_) return value;
         drop_unplanned(value);
@@ -61,7 +62,7 @@ class Parser {
     NQU8String* read_string() {
         std::string text;
         if (!take("\"")) {
-            fail(JsonService::kSyntaxError);
+            fail(kJsonSyntaxError);
             return nullptr;
         }
         while (!rest_.empty() && rest_[0] != '"') {
@@ -71,7 +72,7 @@ class Parser {
             rest_.remove_prefix(1);
         }
         if (!take("\"")) {
-            fail(JsonService::kSyntaxError);
+            fail(kJsonSyntaxError);
             return nullptr;
         }
         NQU8String* string = service_.strings().make(pool_, text);
@@ -95,7 +96,7 @@ class Parser {
         if (is_all(integer)) return made(api->createInt64(api, pool_, integer, &status));
         if (is_all(natural)) return made(api->createUInt64(api, pool_, natural, &status));
         if (is_all(number)) return made(api->createDouble(api, pool_, number, &status));
-        return fail(JsonService::kSyntaxError);
+        return fail(kJsonSyntaxError);
     }
 
     // Reads the elements up to the closing bracket.
@@ -105,7 +106,7 @@ class Parser {
         do {
             read();
         } while (!status_ && take(","));
-        if (!status_ && !take(close)) fail(JsonService::kSyntaxError);
+        if (!status_ && !take(close)) fail(kJsonSyntaxError);
     }
 
     InstanceHeader* read_array() {
@@ -125,7 +126,7 @@ class Parser {
         read_elements("}", [&] {
             NQU8String* key = read_string();
             if (!key) return;
-            InstanceHeader* value = take(":") ? read_value() : fail(JsonService::kSyntaxError);
+            InstanceHeader* value = take(":") ? read_value() : fail(kJsonSyntaxError);
             if (!status_ && !DictionaryService::put(dictionary, key, value)) {
                 fail(NQ_STATUS_NO_MEMORY);
             }

@@ -22,9 +22,6 @@ class JsonService {
     // Makes the scalars: the loaded library.
     InstanceApi* instances = nullptr;
 
-    // What text that is no JSON ends in.
-    static constexpr NQStatus kSyntaxError = 0x803fd020u;
-
   private:
     HostCore& core_;
     StringService& strings_;

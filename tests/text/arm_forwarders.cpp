@@ -5,6 +5,7 @@
 #include <stddef.h>
 #include <stdint.h>
 
+#include "nqinstance/host/status.h"
 #include "nqinstance/text/locale_forwarders.h"
 
 #if !defined(__aarch64__)
@@ -69,7 +70,7 @@ NQStatus take_variable(void* self, int count, ...) {
         is_intact = is_intact && integer == static_cast<uint64_t>(i) << 40 && number == i * 0.25;
     }
     va_end(arguments);
-    return 0x803FE807;
+    return NQ_STATUS_BUFFER_TOO_SMALL;
 }
 
 const void* return_address;
@@ -96,7 +97,7 @@ bool passes_everything(const Forwarder& forwarder) {
     const auto variable = forward(forwarder, &take_variable);
     if (variable(locale, 10, integer(0), 0., integer(1), .25, integer(2), .5, integer(3), .75,
                  integer(4), 1., integer(5), 1.25, integer(6), 1.5, integer(7), 1.75, integer(8),
-                 2., integer(9), 2.25) != 0x803FE807 ||
+                 2., integer(9), 2.25) != NQ_STATUS_BUFFER_TOO_SMALL ||
         !is_intact) {
         return false;
     }

@@ -1,5 +1,6 @@
 // The case mappings behind a host whose answers the test writes.
 #include "nqinstance/text/case_mapping.h"
+#include "nqinstance/host/status.h"
 #include "tests/support/bytes.hpp"
 
 #include <gtest/gtest.h>
@@ -20,8 +21,8 @@ namespace {
 using namespace std::string_literals;
 
 constexpr NQStatus kOk = 0;
-constexpr NQStatus kTooSmall = 0x803FE807;
-constexpr NQStatus kNoLocale = 0x803FE862;
+constexpr NQStatus kTooSmall = NQ_STATUS_BUFFER_TOO_SMALL;
+constexpr NQStatus kNoLocale = NQ_STATUS_NO_LOCALE;
 
 struct Written {
     NQStatus status;

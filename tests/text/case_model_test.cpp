@@ -2,6 +2,7 @@
 // with errors planted, behind hosts that map to characters of any size.
 #include <gtest/gtest.h>
 
+#include "nqinstance/host/status.h"
 #include "nqinstance/text/case_mapping.h"
 #include "tests/support/guard_pages.hpp"
 #include "tests/support/random.hpp"
@@ -17,7 +18,7 @@ using model::read_utf8;
 using model::utf8_of;
 
 constexpr NQStatus kOk = 0;
-constexpr NQStatus kTooSmall = 0x803FE807;
+constexpr NQStatus kTooSmall = NQ_STATUS_BUFFER_TOO_SMALL;
 
 // One direction of mapping.
 struct Direction {

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "nqinstance/host/status.h"
 #include "tests/support/library.hpp"
 
 namespace nq::test {
@@ -99,21 +100,22 @@ NQStatus take_variable(NQLocale*, int count, ...) {
         seen_doubles.push_back(va_arg(arguments, double));
     }
     va_end(arguments);
-    return 0x803FE807;
+    return NQ_STATUS_BUFFER_TOO_SMALL;
 }
 
 TEST_P(LocaleForwarder, VariableArgumentsPass) {
     set(GetParam().word, &take_variable);
     const auto forward = forwarder(&take_variable);
-    EXPECT_EQ(forward(locale(), 0), 0x803FE807);
+    EXPECT_EQ(forward(locale(), 0), NQ_STATUS_BUFFER_TOO_SMALL);
     EXPECT_TRUE(seen_integers.empty());
-    EXPECT_EQ(forward(locale(), 2, std::uint64_t{1}, 0.5, ~std::uint64_t{0}, 1.5), 0x803FE807);
+    EXPECT_EQ(forward(locale(), 2, std::uint64_t{1}, 0.5, ~std::uint64_t{0}, 1.5),
+              NQ_STATUS_BUFFER_TOO_SMALL);
     EXPECT_EQ(seen_integers, (Integers{1, UINT64_MAX}));
     EXPECT_EQ(seen_doubles, (std::vector<double>{0.5, 1.5}));
     using U = std::uint64_t;
     EXPECT_EQ(forward(locale(), 10, U{1}, .1, U{2}, .2, U{3}, .3, U{4}, .4, U{5}, .5, U{6}, .6,
                       U{7}, .7, U{8}, .8, U{9}, .9, U{10}, 1.),
-              0x803FE807);
+              NQ_STATUS_BUFFER_TOO_SMALL);
     EXPECT_EQ(seen_integers, (Integers{1, 2, 3, 4, 5, 6, 7, 8, 9, 10}));
     EXPECT_EQ(seen_doubles, (std::vector<double>{.1, .2, .3, .4, .5, .6, .7, .8, .9, 1.}));
 }
@@ -143,7 +145,7 @@ NQStatus format_double(NQLocale*, double value, std::uint8_t* out, std::uint64_t
                        std::uint64_t* length) {
     *out = static_cast<std::uint8_t>('0' + static_cast<int>(value));
     *length = capacity;
-    return 0x803FE808;
+    return NQ_STATUS_MALFORMED;
 }
 
 NQStatus parse_unsigned(NQLocale*, const std::uint8_t* text, std::uint64_t length,
@@ -158,7 +160,7 @@ TEST(LocaleOperation, FormatsAndParses) {
     locale.ToUInt = reinterpret_cast<NQLocaleOperation>(parse_unsigned);
     std::uint8_t out = 0;
     std::uint64_t length = 0;
-    EXPECT_EQ(NQ_LIBRARY(nqzsu8DoubleFormat)(&locale, 7.0, &out, 33, &length), 0x803FE808);
+    EXPECT_EQ(NQ_LIBRARY(nqzsu8DoubleFormat)(&locale, 7.0, &out, 33, &length), NQ_STATUS_MALFORMED);
     EXPECT_EQ(out, '7');
     EXPECT_EQ(length, 33u);
     std::uint32_t value = 0;

@@ -10,6 +10,7 @@
 #include <string_view>
 #include <vector>
 
+#include "nqinstance/host/status.h"
 #include "tests/support/library.hpp"
 
 namespace {
@@ -17,7 +18,9 @@ namespace {
 using namespace std::string_literals;
 using namespace std::string_view_literals;
 
-TEST(MemoryAbi, UnsupportedIsTheStatusOfThatName) { EXPECT_EQ(NQ_LIBRARY(mwUnsup)(), 0x803FC004u); }
+TEST(MemoryAbi, UnsupportedIsTheStatusOfThatName) {
+    EXPECT_EQ(NQ_LIBRARY(mwUnsup)(), NQ_STATUS_UNSUPPORTED);
+}
 
 TEST(MemoryAbi, LengthsOfNullAndOfTexts) {
     EXPECT_EQ(NQ_LIBRARY(mwStrLen)(nullptr), 0u);

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "nqinstance/host/status.h"
 #include "tests/text/utf_model.hpp"
 
 // A slow model of the operations on UTF-8 text, step by step from the written rules.
@@ -198,7 +199,7 @@ inline Justified justify(Text field, char mode) {
         case 'n':
             break;
         default:
-            status = 0x803FE835;
+            status = NQ_STATUS_UNKNOWN_JUSTIFICATION;
     }
     Bytes result(field.size(), ' ');
     std::copy_n(field.begin() + start, m, result.begin() + start + shift);
@@ -251,7 +252,7 @@ class Target {
 
     bool put(const Bytes& piece) {
         if (capacity_ - bytes_.size() < piece.size()) {
-            status_ = 0x803FE807;
+            status_ = NQ_STATUS_BUFFER_TOO_SMALL;
             return false;
         }
         bytes_.insert(bytes_.end(), piece.begin(), piece.end());
@@ -259,7 +260,7 @@ class Target {
     }
     bool replace() {
         if (!put({0xEF, 0xBF, 0xBD})) return false;
-        status_ = 0x803FE808;
+        status_ = NQ_STATUS_MALFORMED;
         return true;
     }
     Converted result() const { return {status_, bytes_}; }
@@ -279,7 +280,7 @@ inline Converted decode(Text source, std::uint64_t capacity, std::uint32_t flags
         const std::uint64_t room = std::min<std::uint64_t>(source.size(), capacity);
         Copied copied = copy(source, room);
         copied.target.resize(copied.bytes);
-        return {copied.bytes < source.size() ? 0x803FE807 : 0, copied.target};
+        return {copied.bytes < source.size() ? NQ_STATUS_BUFFER_TOO_SMALL : 0, copied.target};
     }
     Target target(capacity);
     std::optional<Bytes> held;

@@ -6,6 +6,7 @@
 #include <string>
 #include <string_view>
 
+#include "nqinstance/host/status.h"
 #include "tests/support/guard_pages.hpp"
 #include "tests/support/library.hpp"
 #include "tests/support/random.hpp"
@@ -18,8 +19,8 @@ using namespace std::string_literals;
 using model::Bytes;
 
 constexpr NQStatus kOk = 0;
-constexpr NQStatus kTooSmall = 0x803FE807;
-constexpr NQStatus kReplaced = 0x803FE808;
+constexpr NQStatus kTooSmall = NQ_STATUS_BUFFER_TOO_SMALL;
+constexpr NQStatus kReplaced = NQ_STATUS_MALFORMED;
 constexpr std::uint64_t kRoomy = 64;
 
 constexpr std::uint32_t kZero = 1;

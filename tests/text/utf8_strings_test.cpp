@@ -5,6 +5,7 @@
 #include <string>
 #include <string_view>
 
+#include "nqinstance/host/status.h"
 #include "tests/support/guard_pages.hpp"
 #include "tests/support/library.hpp"
 #include "tests/support/random.hpp"
@@ -174,9 +175,10 @@ TEST(Utf8Justify, NowhereTellsWhereTheContentIs) {
 }
 
 TEST(Utf8Justify, UnknownModeLeavesTheField) {
-    EXPECT_EQ(justify("  ab ", 'X'), (Justified{0x803FE835, 2, 2, "  ab "}));
-    EXPECT_EQ(justify("  ab ", '\0'), (Justified{0x803FE835, 2, 2, "  ab "}));
-    EXPECT_EQ(justify("  ab ", '\xC3'), (Justified{0x803FE835, 2, 2, "  ab "}));
+    EXPECT_EQ(justify("  ab ", 'X'), (Justified{NQ_STATUS_UNKNOWN_JUSTIFICATION, 2, 2, "  ab "}));
+    EXPECT_EQ(justify("  ab ", '\0'), (Justified{NQ_STATUS_UNKNOWN_JUSTIFICATION, 2, 2, "  ab "}));
+    EXPECT_EQ(justify("  ab ", '\xC3'),
+              (Justified{NQ_STATUS_UNKNOWN_JUSTIFICATION, 2, 2, "  ab "}));
 }
 
 TEST(Utf8Justify, NothingToJustify) {

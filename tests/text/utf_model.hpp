@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "nqinstance/host/base.h"
+#include "nqinstance/host/status.h"
 
 // A slow model of the UTF conversions, bit by bit from the written rules.
 namespace nq::test::model {
@@ -28,16 +28,16 @@ inline std::uint64_t announced_length(std::uint8_t lead) {
 inline bool is_continuation(std::uint8_t byte) { return byte >= 0x80 && byte <= 0xBF; }
 
 inline Read read_utf8(const std::uint8_t* text, std::uint64_t available) {
-    if (available == 0) return {0x803FE814, 0xFFFD, 0};
+    if (available == 0) return {NQ_STATUS_TRUNCATED, 0xFFFD, 0};
     const std::uint8_t lead = text[0];
     if (lead < 0x80) return {0, lead, 1};
     const std::uint64_t length = announced_length(lead);
     if (lead < 0xC2 || lead > 0xF4) {
         std::uint64_t count = 1;
         while (count < length && count < available && is_continuation(text[count])) ++count;
-        return {0x803FE808, 0xFFFD, count};
+        return {NQ_STATUS_MALFORMED, 0xFFFD, count};
     }
-    if (available < length) return {0x803FE814, 0xFFFD, available};
+    if (available < length) return {NQ_STATUS_TRUNCATED, 0xFFFD, available};
     constexpr std::array<std::uint32_t, 7> kMasks{0, 0x7F, 0x1F, 0x0F, 0x07, 0x03, 0x01};
     NQChar code_point = lead & kMasks[length];
     for (std::uint64_t i = 1; i < length; ++i) code_point = code_point * 64 + text[i] % 64;
@@ -49,13 +49,13 @@ inline std::uint32_t unit_at(const std::uint8_t* text, bool is_big) {
 }
 
 inline Read read_utf16(const std::uint8_t* text, std::uint64_t available, bool is_big) {
-    if (available < 2) return {0x803FE814, 0xFFFD, available};
+    if (available < 2) return {NQ_STATUS_TRUNCATED, 0xFFFD, available};
     const std::uint32_t unit = unit_at(text, is_big);
-    if (unit >= 0xDC00 && unit <= 0xDFFF) return {0x803FE808, 0xFFFD, 2};
+    if (unit >= 0xDC00 && unit <= 0xDFFF) return {NQ_STATUS_MALFORMED, 0xFFFD, 2};
     if (unit < 0xD800 || unit > 0xDFFF) return {0, unit, 2};
-    if (available < 4) return {0x803FE808, 0xFFFD, 4};
+    if (available < 4) return {NQ_STATUS_MALFORMED, 0xFFFD, 4};
     const std::uint32_t second = unit_at(text + 2, is_big);
-    if (second < 0xDC00 || second > 0xDFFF) return {0x803FE808, 0xFFFD, 4};
+    if (second < 0xDC00 || second > 0xDFFF) return {NQ_STATUS_MALFORMED, 0xFFFD, 4};
     return {0, 0x10000 + (unit - 0xD800) * 0x400 + (second - 0xDC00), 4};
 }
 

@@ -7,6 +7,7 @@
 #include <string_view>
 #include <vector>
 
+#include "nqinstance/host/status.h"
 #include "nqinstance/text/utf8.h"
 #include "tests/support/bytes.hpp"
 #include "tests/support/guard_pages.hpp"
@@ -30,9 +31,9 @@ std::ostream& operator<<(std::ostream& out, const Read& read) {
 }
 
 constexpr NQStatus kOk = 0;
-constexpr NQStatus kTooSmall = 0x803FE807;
-constexpr NQStatus kMalformed = 0x803FE808;
-constexpr NQStatus kTruncated = 0x803FE814;
+constexpr NQStatus kTooSmall = NQ_STATUS_BUFFER_TOO_SMALL;
+constexpr NQStatus kMalformed = NQ_STATUS_MALFORMED;
+constexpr NQStatus kTruncated = NQ_STATUS_TRUNCATED;
 
 // Reads from memory that ends at a protected page.
 Read read(NQUtfReader reader, std::string_view text) {

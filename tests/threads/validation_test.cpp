@@ -8,8 +8,8 @@
 namespace nq::test {
 namespace {
 
-constexpr NQStatus kOutOfBounds = 0x8bbff89fu;
-constexpr NQStatus kOtherType = 0x8bbff89au;
+constexpr NQStatus kOutOfBounds = NQ_STATUS_OUT_OF_BOUNDS;
+constexpr NQStatus kOtherType = NQ_STATUS_WRONG_TYPE;
 
 class ValidationThread : public SharedHost {
   protected:

@@ -1,6 +1,7 @@
 // Type matching, JSON type names, and the validation that begins with them.
 #include <cstring>
 
+#include "tests/support/statuses.hpp"
 #include "tests/validate/validate_support.hpp"
 
 namespace nq::test {
@@ -64,10 +65,10 @@ constexpr std::array<const char*, kKinds> kNameOfKind{
     "object",   "string",   "string",  "data",    "date",   "time",
     "datetime", "datetime", "object",  "object",  "object"};
 
-constexpr NQStatus kNoType = 0x8bbff887;
-constexpr NQStatus kUnknownType = 0x8bbff88a;
-constexpr NQStatus kNested = 0x8bbff88b;
-constexpr NQStatus kOther = 0x8bbff89a;
+constexpr NQStatus kNoType = NQ_STATUS_NO_DATA_TYPE;
+constexpr NQStatus kUnknownType = NQ_STATUS_UNKNOWN_DATA_TYPE;
+constexpr NQStatus kNested = NQ_STATUS_NESTED_INSTANCE;
+constexpr NQStatus kOther = NQ_STATUS_WRONG_TYPE;
 
 class DefinitionAbi : public ValidateTest {
   protected:
@@ -288,9 +289,9 @@ TEST_F(DefinitionAbi, JsonNameThatCannotBeMade) {
         NQU8String* name = reinterpret_cast<NQU8String*>(0x10);
         std::uint8_t is_list = 7;
         host.plan().clear();
-        host.plan().fail(Call::kCreateFromUtf8, 0, 0x803fcabc);
+        host.plan().fail(Call::kCreateFromUtf8, 0, kHostRefusal);
         EXPECT_EQ(api()->typeForDefinition(host.string_api(), pool(), given, &name, &is_list),
-                  0x803fcabcu);
+                  kHostRefusal);
         EXPECT_EQ(name, nullptr);
     }
 }
@@ -302,9 +303,9 @@ TEST_F(DefinitionAbi, JsonNameListThatCannotGrowIsReleased) {
         NQU8String* name = nullptr;
         std::uint8_t is_list = 7;
         host.plan().clear();
-        host.plan().fail(Call::kStringAppend, n, 0x803fcabc);
+        host.plan().fail(Call::kStringAppend, n, kHostRefusal);
         EXPECT_EQ(api()->typeForDefinition(host.string_api(), pool(), given, &name, &is_list),
-                  0x803fcabcu);
+                  kHostRefusal);
         EXPECT_EQ(name, nullptr);
         EXPECT_EQ(host.state(), before);
     }
@@ -325,7 +326,7 @@ TEST_F(DefinitionAbi, JsonNamesOfInstances) {
 TEST_F(DefinitionAbi, ValidationBeginsWithTheType) {
     NQDictionary* given = typed("integer", {{"max", int32(5)}});
     EXPECT_EQ(check_data(int32(5), given), kValid);
-    EXPECT_EQ(check_data(int32(6), given), verdict(0x8bbff89f));
+    EXPECT_EQ(check_data(int32(6), given), verdict(NQ_STATUS_OUT_OF_BOUNDS));
     EXPECT_EQ(check_data(text8("6"), given), verdict(kOther));
     EXPECT_EQ(check_data(int32(6), definition({{"max", int32(5)}})), verdict(kNoType));
     EXPECT_EQ(check_data(int32(6), typed("whole")), verdict(kUnknownType));
@@ -387,7 +388,7 @@ TEST_F(DefinitionAbi, NullAndOtherDefinitionsAreRefused) {
     for (InstanceHeader* other : {text8("{}"), &host.array()->header, int32(5), handle(nullptr)}) {
         EXPECT_EQ(
             api()->validateData(value, reinterpret_cast<NQDictionary*>(other), &stored, nullptr),
-            0x8bbff8cbu);
+            NQ_STATUS_NOT_A_DICTIONARY);
         release(other);
     }
     NQDictionary* given = typed("int32");
@@ -400,7 +401,8 @@ TEST_F(DefinitionAbi, NullAndOtherDefinitionsAreRefused) {
 TEST_F(DefinitionAbi, AWrappedDefinitionIsRead) {
     InstanceHeader* wrapped =
         handle(host.dictionary({{"dataType", text8("int32")}, {"max", int32(5)}}));
-    EXPECT_EQ(check_data(int32(6), reinterpret_cast<NQDictionary*>(wrapped)), verdict(0x8bbff89f));
+    EXPECT_EQ(check_data(int32(6), reinterpret_cast<NQDictionary*>(wrapped)),
+              verdict(NQ_STATUS_OUT_OF_BOUNDS));
     release(wrapped);
 }
 

@@ -1,4 +1,5 @@
 // Validation against a definition that is JSON text.
+#include "tests/support/statuses.hpp"
 #include "tests/validate/validate_support.hpp"
 
 namespace nq::test {
@@ -22,9 +23,9 @@ TEST_F(DefinitionTextAbi, ChecksTheValue) {
     for (const bool loads : {false, true}) {
         EXPECT_EQ(check_text(int32(6), text, loads), kValid);
         EXPECT_EQ(check_text(int32(9), text, loads), kValid);
-        EXPECT_EQ(check_text(int32(4), text, loads), verdict(0x8bbff89f));
-        EXPECT_EQ(check_text(int32(10), text, loads), verdict(0x8bbff89f));
-        EXPECT_EQ(check_text(int32(7), text, loads), verdict(0x8bbff8a0));
+        EXPECT_EQ(check_text(int32(4), text, loads), verdict(NQ_STATUS_OUT_OF_BOUNDS));
+        EXPECT_EQ(check_text(int32(10), text, loads), verdict(NQ_STATUS_OUT_OF_BOUNDS));
+        EXPECT_EQ(check_text(int32(7), text, loads), verdict(NQ_STATUS_NOT_ACCEPTED));
     }
 }
 
@@ -36,33 +37,36 @@ TEST_F(DefinitionTextAbi, DataTypeIsNotLookedAt) {
 }
 
 TEST_F(DefinitionTextAbi, FailuresOfTheCheckAreReturned) {
-    EXPECT_EQ(check_text(int32(6), R"({"min": true})"), refused(0x8bbff858));
-    EXPECT_EQ(check_text(int32(6), R"({"min": null})"), refused(0x8bbff858));
-    EXPECT_EQ(check_text(int32(6), R"({"values": 6})"), refused(0x8bbff889));
-    EXPECT_EQ(check_text(int32(6), R"({"values": [{"max": 6}]})"), refused(0x8bbff898));
-    EXPECT_EQ(check_text(int32(6), R"({"values": [{"min": 6}]})"), refused(0x8bbff899));
-    EXPECT_EQ(check_text(uint64(6), R"({"max": "max"})"), refused(0x8bbff858));
+    EXPECT_EQ(check_text(int32(6), R"({"min": true})"), refused(NQ_STATUS_NOT_CONVERTIBLE));
+    EXPECT_EQ(check_text(int32(6), R"({"min": null})"), refused(NQ_STATUS_NOT_CONVERTIBLE));
+    EXPECT_EQ(check_text(int32(6), R"({"values": 6})"), refused(NQ_STATUS_VALUES_NOT_ARRAY));
+    EXPECT_EQ(check_text(int32(6), R"({"values": [{"max": 6}]})"),
+              refused(NQ_STATUS_RANGE_WITHOUT_MIN));
+    EXPECT_EQ(check_text(int32(6), R"({"values": [{"min": 6}]})"),
+              refused(NQ_STATUS_RANGE_WITHOUT_MAX));
+    EXPECT_EQ(check_text(uint64(6), R"({"max": "max"})"), refused(NQ_STATUS_NOT_CONVERTIBLE));
 }
 
 TEST_F(DefinitionTextAbi, MessagesGoToTheRun) {
     ValidationRun* run = start_run();
-    EXPECT_EQ(check_text(number(0.5), R"({"min": 1.5})", true, run), verdict(0x8bbff89f));
+    EXPECT_EQ(check_text(number(0.5), R"({"min": 1.5})", true, run),
+              verdict(NQ_STATUS_OUT_OF_BOUNDS));
     ASSERT_EQ(host.strings.messages().size(), 1u);
-    EXPECT_EQ(host.strings.messages()[0].code, 0x8bbff8acu);
+    EXPECT_EQ(host.strings.messages()[0].code, NQ_MESSAGE_DOUBLE_BELOW_MIN);
     EXPECT_EQ(host.strings.messages()[0].arguments, "0.5, 1.5");
     run->finish(run);
 }
 
 TEST_F(DefinitionTextAbi, TextThatIsNoJsonIsTheParsersFailure) {
     for (const char* text : {"", "{", "{]", "nonsense", "{\"min\" 5}"}) {
-        EXPECT_EQ(check_text(int32(6), text), refused(JsonService::kSyntaxError)) << text;
+        EXPECT_EQ(check_text(int32(6), text), refused(kJsonSyntaxError)) << text;
     }
-    EXPECT_EQ(check_text(int32(6), nullptr), refused(JsonService::kSyntaxError));
+    EXPECT_EQ(check_text(int32(6), nullptr), refused(kJsonSyntaxError));
 }
 
 TEST_F(DefinitionTextAbi, TextThatIsNoObjectIsRefusedWhereItWouldBeRead) {
     for (const char* text : {"[]", "[1, 2]", "5", "\"text\"", "true"}) {
-        EXPECT_EQ(check_text(int32(6), text), refused(0x8bbff8cb)) << text;
+        EXPECT_EQ(check_text(int32(6), text), refused(NQ_STATUS_NOT_A_DICTIONARY)) << text;
         EXPECT_EQ(check_text(boolean(1), text), kValid) << text;
         EXPECT_EQ(check_text(text8("x"), text), kValid) << text;
     }
@@ -88,7 +92,7 @@ TEST_F(DefinitionTextAbi, AParserOfTheCallerIsNotReleased) {
     std::uint32_t stored = kUntouched;
     host.plan().clear();
     host.plan().record();
-    EXPECT_EQ(api()->validateU8(json, value, "[", &stored, nullptr), JsonService::kSyntaxError);
+    EXPECT_EQ(api()->validateU8(json, value, "[", &stored, nullptr), kJsonSyntaxError);
     EXPECT_EQ(host.plan().recorded(),
               (std::vector{Call::kGetTempPool, Call::kParseJson, Call::kReleaseTempPool}));
     release(value);
@@ -105,14 +109,14 @@ TEST_F(DefinitionTextAbi, WhatCannotBeHadIsReported) {
     };
     EXPECT_EQ(fail(Call::kLoadExtension, 1), refused(NQ_STATUS_INVALID_ARGUMENT));
     EXPECT_EQ(fail(Call::kGetTempPool, 1), refused(NQ_STATUS_NO_MEMORY));
-    EXPECT_EQ(fail(Call::kParseJson, 0x803fcabc), refused(0x803fcabc));
+    EXPECT_EQ(fail(Call::kParseJson, kHostRefusal), refused(kHostRefusal));
 }
 
 TEST_F(DefinitionTextAbi, ADefinitionDeliveredWithAFailureIsGivenBack) {
     const HostState before = host.state();
     host.plan().deliver_with_failure(true);
-    host.plan().fail(Call::kParseJson, 0, 0x803fcabc);
-    EXPECT_EQ(check_text(int32(6), "{}"), refused(0x803fcabc));
+    host.plan().fail(Call::kParseJson, 0, kHostRefusal);
+    EXPECT_EQ(check_text(int32(6), "{}"), refused(kHostRefusal));
     EXPECT_EQ(host.state(), before);
 }
 

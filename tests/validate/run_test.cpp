@@ -1,4 +1,5 @@
 // Validation runs: what they hold, their messages, and what a start that fails leaves.
+#include "tests/support/statuses.hpp"
 #include "tests/validate/run_place.hpp"
 #include "tests/validate/validate_support.hpp"
 
@@ -89,8 +90,8 @@ TEST_F(RunAbi, FinishReleasesMessagesThenStringsThenArraysThenItself) {
 
 TEST_F(RunAbi, FinishReturnsTheStatusOfTheFree) {
     ValidationRun* run = start_run();
-    host.plan().fail(Call::kFree, 0, 0x803fcabc);
-    EXPECT_EQ(run->finish(run), 0x803fcabcu);
+    host.plan().fail(Call::kFree, 0, kHostRefusal);
+    EXPECT_EQ(run->finish(run), kHostRefusal);
 }
 
 TEST_F(RunAbi, FinishOfARunWithoutAPoolFreesNothing) {
@@ -148,8 +149,8 @@ TEST_F(RunAbi, MessageThatCannotBeAddedIsGone) {
     ValidationRun* run = start_run();
     const HostState before = host.state();
     NQU8String* message = nullptr;
-    host.plan().fail(Call::kArrayAppend, 0, 0x803fcabc);
-    EXPECT_EQ(run->addContextMessage(run, &message), 0x803fcabcu);
+    host.plan().fail(Call::kArrayAppend, 0, kHostRefusal);
+    EXPECT_EQ(run->addContextMessage(run, &message), kHostRefusal);
     EXPECT_EQ(message, nullptr);
     EXPECT_EQ(host.state(), before);
     run->finish(run);
@@ -187,7 +188,7 @@ TEST_P(RunFault, KeepsTheRecordAndItsHoldsAndTouchesNothing) {
     host.forgive();
     const HostState before = host.state();
     host.plan().clear();
-    host.plan().fail(failed.call, failed.number, 0x803fcabc);
+    host.plan().fail(failed.call, failed.number, kHostRefusal);
     EXPECT_EQ(start(nullptr, nullptr), failed.status);
     EXPECT_TRUE(place.is_clear());
     HostState left;
@@ -207,7 +208,7 @@ INSTANTIATE_TEST_SUITE_P(
     EachLoad, RunFault,
     testing::Values(FailedStart{"Strings", Call::kLoadExtension, 0, NQ_STATUS_NO_EXTENSION, 0, 0},
                     FailedStart{"Arrays", Call::kLoadExtension, 1, NQ_STATUS_NO_EXTENSION, 1, 0},
-                    FailedStart{"Messages", Call::kCreateArray, 0, 0x803fcabc, 1, 1}),
+                    FailedStart{"Messages", Call::kCreateArray, 0, kHostRefusal, 1, 1}),
     [](const auto& test) { return test.param.name; });
 
 TEST_F(RunAbi, FailedStartTakesThePlaceForTheRun) {

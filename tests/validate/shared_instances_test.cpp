@@ -26,11 +26,11 @@ TEST_F(ValidationThread, SharedInstancesAgainstSharedDefinitions) {
               {{"expectedTypes", host.array({host.dictionary({{"dataType", text8("char")}})})}});
     const std::array<Case, 6> cases{{
         {keep(int32(5)), bounds, kValid, false},
-        {keep(int32(0)), bounds, verdict(0x8bbff89f), true},
+        {keep(int32(0)), bounds, verdict(NQ_STATUS_OUT_OF_BOUNDS), true},
         {keep(number(7)), list, kValid, false},
-        {keep(number(0.25)), list, verdict(0x8bbff8a0), true},
+        {keep(number(0.25)), list, verdict(NQ_STATUS_NOT_ACCEPTED), true},
         {keep(character('a')), any, kValid, false},
-        {keep(boolean(1)), any, verdict(0x8bbff89a), false},
+        {keep(boolean(1)), any, verdict(NQ_STATUS_WRONG_TYPE), false},
     }};
     const std::uint64_t operations = setting("ITER", 1000000);
     InstanceApi* table = api();
@@ -79,7 +79,7 @@ TEST_F(ValidationThread, SharedInstancesAgainstText) {
                 Answer answer{0, kUntouched};
                 answer.status = table->validateU8(nullptr, shared, R"({"max": 65535})",
                                                   &answer.verdict, nullptr);
-                wrong += !(answer == verdict(0x8bbff89f));
+                wrong += !(answer == verdict(NQ_STATUS_OUT_OF_BOUNDS));
             }
         });
     }

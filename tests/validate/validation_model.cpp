@@ -176,11 +176,16 @@ struct Family {
 
 const std::vector<Family>& families() {
     static const std::vector<Family> all{
-        {"NQInt32Instance", false, 32, true, 0x8bbff8aa, 0x8bbff8ad, 0x8bbff8b0},
-        {"NQUInt32Instance", false, 32, false, 0x8bbff8ab, 0x8bbff8ae, 0x8bbff8b1},
-        {"NQInt64Instance", false, 64, true, 0x8bbff8aa, 0x8bbff8ad, 0x8bbff8b0},
-        {"NQUInt64Instance", false, 64, false, 0x8bbff8ab, 0x8bbff8ae, 0x8bbff8b1},
-        {"NQDoubleInstance", true, 0, true, 0x8bbff8ac, 0x8bbff8af, 0x8bbff8b2},
+        {"NQInt32Instance", false, 32, true, NQ_MESSAGE_SIGNED_BELOW_MIN,
+         NQ_MESSAGE_SIGNED_ABOVE_MAX, NQ_MESSAGE_SIGNED_NOT_ACCEPTED},
+        {"NQUInt32Instance", false, 32, false, NQ_MESSAGE_UNSIGNED_BELOW_MIN,
+         NQ_MESSAGE_UNSIGNED_ABOVE_MAX, NQ_MESSAGE_UNSIGNED_NOT_ACCEPTED},
+        {"NQInt64Instance", false, 64, true, NQ_MESSAGE_SIGNED_BELOW_MIN,
+         NQ_MESSAGE_SIGNED_ABOVE_MAX, NQ_MESSAGE_SIGNED_NOT_ACCEPTED},
+        {"NQUInt64Instance", false, 64, false, NQ_MESSAGE_UNSIGNED_BELOW_MIN,
+         NQ_MESSAGE_UNSIGNED_ABOVE_MAX, NQ_MESSAGE_UNSIGNED_NOT_ACCEPTED},
+        {"NQDoubleInstance", true, 0, true, NQ_MESSAGE_DOUBLE_BELOW_MIN,
+         NQ_MESSAGE_DOUBLE_ABOVE_MAX, NQ_MESSAGE_DOUBLE_NOT_ACCEPTED},
     };
     return all;
 }
@@ -189,38 +194,39 @@ Outcome refuse(NQStatus status) { return {status, kUntouched, std::nullopt}; }
 
 Outcome check_values(const Family& family, const Number& value, const Value& values) {
     const auto* list = std::get_if<List>(&values.content);
-    if (!list) return refuse(0x8bbff889);
+    if (!list) return refuse(NQ_STATUS_VALUES_NOT_ARRAY);
     for (const Value& element : *list) {
         if (const auto* range = std::get_if<Entries>(&element.content)) {
             const Value* min = range->find("min");
-            if (!min) return refuse(0x8bbff898);
+            if (!min) return refuse(NQ_STATUS_RANGE_WITHOUT_MIN);
             const Value* max = range->find("max");
-            if (!max) return refuse(0x8bbff899);
+            if (!max) return refuse(NQ_STATUS_RANGE_WITHOUT_MAX);
             const auto low = family.convert(*min);
             const auto high = family.convert(*max);
-            if (!low || !high) return refuse(0x8bbff858);
+            if (!low || !high) return refuse(NQ_STATUS_NOT_CONVERTIBLE);
             if (family.within(value, *low, *high)) return {0, 0, std::nullopt};
         } else {
             const auto scalar = family.convert(element);
-            if (!scalar) return refuse(0x8bbff858);
+            if (!scalar) return refuse(NQ_STATUS_NOT_CONVERTIBLE);
             if (family.equal(value, *scalar)) return {0, 0, std::nullopt};
         }
     }
-    return {0, 0x8bbff8a0, Message{family.outside, family.text(value)}};
+    return {0, NQ_STATUS_NOT_ACCEPTED, Message{family.outside, family.text(value)}};
 }
 
 Outcome check(const Family& family, const Number& value, const Entries& definition) {
     const auto missed = [&](NQStatus code, const Number& bound) -> Outcome {
-        return {0, 0x8bbff89f, Message{code, family.text(value) + ", " + family.text(bound)}};
+        return {0, NQ_STATUS_OUT_OF_BOUNDS,
+                Message{code, family.text(value) + ", " + family.text(bound)}};
     };
     if (const Value* min = definition.find("min")) {
         const auto bound = family.convert(*min);
-        if (!bound) return refuse(0x8bbff858);
+        if (!bound) return refuse(NQ_STATUS_NOT_CONVERTIBLE);
         if (family.less(value, *bound)) return missed(family.below, *bound);
     }
     if (const Value* max = definition.find("max")) {
         const auto bound = family.convert(*max);
-        if (!bound) return refuse(0x8bbff858);
+        if (!bound) return refuse(NQ_STATUS_NOT_CONVERTIBLE);
         if (family.less(*bound, value)) return missed(family.above, *bound);
     }
     const Value* values = definition.find("values");
@@ -236,12 +242,12 @@ const Value* Entries::find(const std::string& key) const {
 
 NQStatus match(const Value& value, const Entries& definition) {
     const Value* data_type = definition.find("dataType");
-    if (!data_type) return 0x8bbff887;
+    if (!data_type) return NQ_STATUS_NO_DATA_TYPE;
     const std::string word = ascii_of(*data_type).value_or("");
     if (keywords().count(word)) {
-        return keywords().at(word).count(type_of(value)) ? 0 : 0x8bbff89a;
+        return keywords().at(word).count(type_of(value)) ? 0 : NQ_STATUS_WRONG_TYPE;
     }
-    if (word != "instance") return 0x8bbff88a;
+    if (word != "instance") return NQ_STATUS_UNKNOWN_DATA_TYPE;
     const Value* expected = definition.find("expectedTypes");
     if (!expected) return 0;
     for (const Value& entry : std::get<List>(expected->content)) {
@@ -249,11 +255,11 @@ NQStatus match(const Value& value, const Entries& definition) {
         const Value* type = entries ? entries->find("dataType") : nullptr;
         if (!type) continue;
         const std::string entry_word = ascii_of(*type).value_or("");
-        if (entry_word == "instance") return 0x8bbff88b;
+        if (entry_word == "instance") return NQ_STATUS_NESTED_INSTANCE;
         const auto found = keywords().find(entry_word);
         if (found != keywords().end() && found->second.count(type_of(value))) return 0;
     }
-    return 0x8bbff89a;
+    return NQ_STATUS_WRONG_TYPE;
 }
 
 Outcome validate(const Value& value, const Entries& definition) {
