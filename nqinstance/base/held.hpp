@@ -48,6 +48,8 @@ class Held {
         object_ = nullptr;
         return object;
     }
+    // Leaves the object with its pool: nobody releases it.
+    void abandon() noexcept { object_ = nullptr; }
     void reset() noexcept {
         if (T* object = take()) release(object);
     }

@@ -3,6 +3,7 @@
 #include <string.h>
 
 #include "nqinstance/base/held.hpp"
+#include "nqinstance/base/try.hpp"
 #include "nqinstance/host/status.h"
 
 namespace nq {
@@ -46,9 +47,8 @@ NQStatus createConfigDictionary(InstanceApi*, HostPool* pool, NQDictionary** out
     Held<NQDictionaryApi> extension(load_dictionaries());
     if (!extension) return NQ_STATUS_NO_EXTENSION;
     Held<NQDictionary> plain;
-    const NQStatus status =
-        extension->createDictionary(extension.get(), pool, nullptr, plain.out(), extension.get());
-    if (status) return status;
+    NQ_TRY(
+        extension->createDictionary(extension.get(), pool, nullptr, plain.out(), extension.get()));
     ConfigDictionary* block = alloc_block(pool);
     if (!block) return NQ_STATUS_NO_MEMORY;
     adopt(block, plain.take(), pool, extension.take());

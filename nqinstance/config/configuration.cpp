@@ -1,6 +1,7 @@
 #include "nqinstance/config/configuration.h"
 
 #include "nqinstance/base/held.hpp"
+#include "nqinstance/base/try.hpp"
 #include "nqinstance/config/config_dictionary.hpp"
 #include "nqinstance/config/configuration.hpp"
 #include "nqinstance/config/text_reader.h"
@@ -33,7 +34,7 @@ class ConfigurationParser {
 
     NQStatus take(NQU8String* line, Kept& kept) noexcept {
         const bool is_indented = line->length && is_blank(line->bytes[0]);
-        if (const NQStatus status = line->methods->trim(line)) return status;
+        NQ_TRY(line->methods->trim(line));
         if (line->length == 0) return NQ_STATUS_OK;
         switch (line->bytes[0]) {
             case '#':
@@ -56,7 +57,7 @@ class ConfigurationParser {
         nested_ = nullptr;
         Held<NQU8String> name;
         const Piece inside{line.bytes + 1, static_cast<uint64_t>(close) - 1};
-        if (const NQStatus status = make_string(inside, name)) return status;
+        NQ_TRY(make_string(inside, name));
         return open_dictionary(root_, name.get(), target_);
     }
 
@@ -68,10 +69,10 @@ class ConfigurationParser {
         }
         const auto key_bytes = static_cast<uint64_t>(equals);
         Held<NQU8String> key;
-        if (const NQStatus status = make_trimmed({line.bytes, key_bytes}, key)) return status;
+        NQ_TRY(make_trimmed({line.bytes, key_bytes}, key));
         Held<NQU8String> value;
         const Piece right{line.bytes + key_bytes + 1, line.length - key_bytes - 1};
-        if (const NQStatus status = make_trimmed(right, value)) return status;
+        NQ_TRY(make_trimmed(right, value));
 
         if (nested_ && is_indented) return set(nested_, key.get(), value.get());
         // The line that ends a nested block does not open another one, which is meant.
@@ -85,10 +86,10 @@ class ConfigurationParser {
     NQStatus open_dictionary(NQDictionary* holder, NQU8String* key,
                              NQDictionary*& opened) noexcept {
         Held<NQDictionary> made;
-        if (const NQStatus status = createConfigDictionary(api_, pool_, made.out())) return status;
-        const NQStatus status = holder->set(holder, key, &made->header);
-        if (status == NQ_STATUS_OK) opened = made.get();
-        return status;
+        NQ_TRY(createConfigDictionary(api_, pool_, made.out()));
+        NQ_TRY(holder->set(holder, key, &made->header));
+        opened = made.get();
+        return NQ_STATUS_OK;
     }
 
     static NQStatus set(NQDictionary* holder, NQU8String* key, NQU8String* value) noexcept {
@@ -101,7 +102,7 @@ class ConfigurationParser {
     }
 
     NQStatus make_trimmed(Piece piece, Held<NQU8String>& text) noexcept {
-        if (const NQStatus status = make_string(piece, text)) return status;
+        NQ_TRY(make_string(piece, text));
         return text->methods->trim(text.get());
     }
 
@@ -126,12 +127,10 @@ void setConfOps(InstanceApi* api) noexcept {
 NQStatus nqInstanceReadConfiguration(InstanceApi* api, HostPool* pool, const char* fileName,
                                      int32_t* lineNumber, NQDictionary** dictionary) noexcept {
     nq::Held<NQDictionary> root;
-    NQStatus status = nq::createConfigDictionary(api, pool, root.out());
-    if (status) return status;
+    NQ_TRY(nq::createConfigDictionary(api, pool, root.out()));
     nq::Held<NQTextReader> reader;
-    status = nqTextReaderCreate(api, pool, reader.out());
-    if (!status) status = nqTextReaderOpen(reader.get(), fileName);
-    if (status) return status;
+    NQ_TRY(nqTextReaderCreate(api, pool, reader.out()));
+    NQ_TRY(nqTextReaderOpen(reader.get(), fileName));
 
     int32_t unused;
     int32_t& failed_line = lineNumber ? *lineNumber : unused;
@@ -139,18 +138,17 @@ NQStatus nqInstanceReadConfiguration(InstanceApi* api, HostPool* pool, const cha
     nq::ConfigurationParser parser(api, pool, root.get());
     for (uint32_t line_number = 0;; ++line_number) {
         nq::Held<NQU8String> line;
-        status = nqTextReaderReadLine(reader.get(), line.in_out());
-        if (status) return status;
+        NQ_TRY(nqTextReaderReadLine(reader.get(), line.in_out()));
         if (!line) break;
         nq::Kept kept = nq::Kept::kNothing;
-        status = parser.take(line.get(), kept);
-        if (kept != nq::Kept::kNothing) line.take();
+        const NQStatus status = parser.take(line.get(), kept);
+        if (kept != nq::Kept::kNothing) line.abandon();
         if (kept == nq::Kept::kEverything) {
             failed_line = static_cast<int32_t>(line_number);
-            reader.take();
-            root.take();
+            reader.abandon();
+            root.abandon();
         }
-        if (status) return status;
+        NQ_TRY(status);
     }
     *dictionary = root.take();
     return NQ_STATUS_OK;

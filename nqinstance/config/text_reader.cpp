@@ -6,6 +6,7 @@
 #include <new>
 
 #include "nqinstance/base/held.hpp"
+#include "nqinstance/base/try.hpp"
 #include "nqinstance/config/line_scan.hpp"
 #include "nqinstance/core/api.h"
 #include "nqinstance/core/instance.hpp"
@@ -96,9 +97,9 @@ NQStatus convert(NQTextReader& reader, uint64_t total) noexcept {
 NQStatus fill(NQTextReader& reader) noexcept {
     reader.charCount = 0;
     uint64_t total;
-    if (const NQStatus status = read_raw(reader, total)) return status;
+    NQ_TRY(read_raw(reader, total));
     if (reader.transcoder) {
-        if (const NQStatus status = convert(reader, total)) return status;
+        NQ_TRY(convert(reader, total));
     } else {
         memcpy(reader.charBuffer, reader.rawBuffer->bytes, total + reader.leftover);
         reader.charCount = (total + reader.leftover) / sizeof(NQChar);
@@ -119,9 +120,7 @@ NQStatus append(NQU8String* line, const NQChar* start, const NQChar* end) noexce
 
 // Adds the last characters of a line and takes off a carriage return at its end.
 NQStatus end_line(NQTextReader& reader, const NQChar* terminator, NQU8String** line) noexcept {
-    if (!*line) {
-        if (const NQStatus status = begin_line(reader, line)) return status;
-    }
+    if (!*line) NQ_TRY(begin_line(reader, line));
     NQU8String* text = *line;
     if (const NQStatus status = append(text, reader.position, terminator)) {
         release(text);
@@ -139,7 +138,7 @@ NQStatus end_line(NQTextReader& reader, const NQChar* terminator, NQU8String** l
 // Adds what is buffered, without a terminator, to the line.
 NQStatus take_segment(NQTextReader& reader, const NQChar* end, NQU8String** line) noexcept {
     // Also for a line that was begun before: the string service continues it.
-    if (const NQStatus status = begin_line(reader, line)) return status;
+    NQ_TRY(begin_line(reader, line));
     return append(*line, reader.position, end);
 }
 
@@ -157,9 +156,7 @@ NQStatus read_line(NQTextReader& reader, NQU8String** line) noexcept {
         const NQChar* end = reader.charBuffer + reader.charCount;
         const NQChar* terminator = find_terminator(reader.position, end);
         if (terminator != end) return end_line(reader, terminator, line);
-        if (reader.position != end) {
-            if (const NQStatus status = take_segment(reader, end, line)) return status;
-        }
+        if (reader.position != end) NQ_TRY(take_segment(reader, end, line));
         const NQStatus status = fill(reader);
         if (status) return status == NQ_STATUS_END_OF_FILE ? NQ_STATUS_OK : status;
     }
@@ -213,9 +210,8 @@ NQStatus nqTextReaderOpen(NQTextReader* reader, const char* fileName) noexcept {
 
     NQStringApi* strings = reader->stringExt;
     nq::Held<NQU8String> name;
-    const NQStatus status = strings->createEncoded(strings, name.out(), reader->header.pool,
-                                                   fileName, mwStrLen(fileName), NQ_ENCODING_UTF8);
-    if (status) return status;
+    NQ_TRY(strings->createEncoded(strings, name.out(), reader->header.pool, fileName,
+                                  mwStrLen(fileName), NQ_ENCODING_UTF8));
     NQIoeApi* ioe = reader->ioeExt;
     const IoeParameters io_parameters{};
     // A file opened before is replaced without being closed, which is meant.

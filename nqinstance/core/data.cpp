@@ -5,6 +5,7 @@
 #include <new>
 
 #include "nqinstance/base/held.hpp"
+#include "nqinstance/base/try.hpp"
 #include "nqinstance/core/kinds.hpp"
 
 namespace nq {
@@ -90,8 +91,7 @@ NQStatus nqDataResize(NQData* data, uint64_t capacity, uint8_t zeroFill) noexcep
 
 NQStatus nqDataClone(InstanceHeader* source, HostPool* pool, uint32_t,
                      InstanceHeader** out) noexcept {
-    const NQStatus status = nqInstanceCreateClone(source, pool, sizeof(NQData), out);
-    if (status) return status;
+    NQ_TRY(nqInstanceCreateClone(source, pool, sizeof(NQData), out));
     const auto* from = reinterpret_cast<NQData*>(source);
     auto* clone = reinterpret_cast<NQData*>(*out);
     clone->header.pool = pool;

@@ -4,6 +4,7 @@
 #include <new>
 
 #include "nqinstance/base/modular.hpp"
+#include "nqinstance/base/try.hpp"
 #include "nqinstance/core/kinds.hpp"
 #include "nqinstance/validate/numeric.h"
 
@@ -60,8 +61,7 @@ Instance* create_scalar(InstanceApi* api, HostPool* pool, decltype(Instance::val
 template <class Instance>
 NQStatus clone_scalar(InstanceHeader* source, HostPool* pool, InstanceHeader** out) noexcept {
     if (!pool) pool = source->pool;
-    const NQStatus status = nqInstanceCreateClone(source, pool, sizeof(Instance), out);
-    if (status) return status;
+    NQ_TRY(nqInstanceCreateClone(source, pool, sizeof(Instance), out));
     auto* clone = reinterpret_cast<Instance*>(*out);
     clone->header.pool = pool;
     clone->value = reinterpret_cast<Instance*>(source)->value;

@@ -1,6 +1,7 @@
 #include <cmath>
 
 #include "nqinstance/base/truncate.hpp"
+#include "nqinstance/base/try.hpp"
 #include "nqinstance/core/datetime.h"
 #include "nqinstance/datefmt/dates.h"
 #include "nqinstance/json/writer.hpp"
@@ -128,10 +129,10 @@ NQStatus write_time(JsonWriter& writer, InstanceHeader* instance, bool in_dictio
     add_clock(fields, clock_of(time));
     if (has_zone) add_zone(fields, split_zone(time.zoneOffset, std::fabs(time.zoneOffset)));
 
-    if (const NQStatus status = writer.indent_value(in_dictionary)) return status;
-    if (const NQStatus status = writer.write("\"")) return status;
+    NQ_TRY(writer.indent_value(in_dictionary));
+    NQ_TRY(writer.write("\""));
     const Format& format = kTimeFormats[time.millisecond != 0][has_zone];
-    if (const NQStatus status = fields.write(writer, Lead::kNothing, format)) return status;
+    NQ_TRY(fields.write(writer, Lead::kNothing, format));
     return writer.write("\"");
 }
 
@@ -142,7 +143,7 @@ NQStatus write_calendar_date(JsonWriter& writer, InstanceHeader* instance,
     fields.add(date.year);
     fields.add(date.month);
     fields.add(date.day);
-    if (const NQStatus status = writer.indent_value(in_dictionary)) return status;
+    NQ_TRY(writer.indent_value(in_dictionary));
     return fields.write(writer, Lead::kNothing, kCalendarDateFormat);
 }
 
@@ -157,7 +158,7 @@ NQStatus write_date_time(JsonWriter& writer, InstanceHeader* instance,
     moment.has_zone = has_nonzero_zone(date_time.zoneOffset, date_time.hasZoneOffset);
     if (moment.has_zone) moment.zone = split_whole_zone(date_time.zoneOffset);
 
-    if (const NQStatus status = writer.indent_value(in_dictionary)) return status;
+    NQ_TRY(writer.indent_value(in_dictionary));
     return write_moment(writer, Lead::kNothing, kQuotedMomentFormats, moment);
 }
 
@@ -173,7 +174,7 @@ NQStatus write_calendar_date_time(JsonWriter& writer, InstanceHeader* instance,
     if (moment.has_zone) moment.zone = split_whole_zone(both.zoneOffset);
 
     const Lead lead = in_dictionary ? Lead::kQuote : Lead::kIndentedQuote;
-    if (const NQStatus status = write_moment(writer, lead, kMomentFormats, moment)) return status;
+    NQ_TRY(write_moment(writer, lead, kMomentFormats, moment));
     return writer.write("\"");
 }
 

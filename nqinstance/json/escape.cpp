@@ -4,6 +4,7 @@
 
 #include <array>
 
+#include "nqinstance/base/try.hpp"
 #include "nqinstance/text/kernels/utf8_tables.hpp"
 
 namespace nq {
@@ -102,22 +103,19 @@ NQStatus insert_gap(HostPool* pool, NQU8String* string, uint64_t count) noexcept
 
 NQStatus escape_string(NQStringApi* strings, HostPool* pool, InstanceHeader* instance,
                        Held<NQU8String>& escaped) noexcept {
-    NQStatus status;
     if (instance->isType(instance, "NQString")) {
         const auto* string = reinterpret_cast<NQString*>(instance);
-        status = strings->copyText(strings, escaped.out(), pool, string->text, string->length);
+        NQ_TRY(strings->copyText(strings, escaped.out(), pool, string->text, string->length));
     } else {
         const auto* string = reinterpret_cast<NQU8String*>(instance);
-        status =
-            strings->createFromUtf8(strings, escaped.out(), pool, string->bytes, string->length, 1);
+        NQ_TRY(strings->createFromUtf8(strings, escaped.out(), pool, string->bytes, string->length,
+                                       1));
     }
-    if (status) return status;
 
     const uint64_t escapes = count_escapes(escaped->bytes, escaped->length);
     if (!escapes) return NQ_STATUS_OK;
 
-    status = insert_gap(pool, escaped.get(), escapes);
-    if (status) return status;
+    NQ_TRY(insert_gap(pool, escaped.get(), escapes));
     escape_into_gap(escaped->bytes, escapes, escaped->length);
     return NQ_STATUS_OK;
 }

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <new>
 
+#include "nqinstance/base/try.hpp"
 #include "nqinstance/json/writer.hpp"
 
 namespace nq {
@@ -28,10 +29,7 @@ class Output {
     NQStatus open(NQStringApi* strings, HostPool* pool) noexcept {
         if (*variable_) return NQ_STATUS_OK;
         Held<NQU8String> fresh;
-        if (const NQStatus status =
-                strings->createFromUtf8(strings, fresh.out(), pool, nullptr, 0, 1)) {
-            return status;
-        }
+        NQ_TRY(strings->createFromUtf8(strings, fresh.out(), pool, nullptr, 0, 1));
         *variable_ = fresh.take();
         is_fresh_ = true;
         return NQ_STATUS_OK;
@@ -79,10 +77,8 @@ class WriterBlock {
 // A width below zero asks for a size that no string has, which is for the service to refuse.
 NQStatus create_blanks(const JsonWriter& writer, Held<NQU8String>& string, int64_t width) noexcept {
     NQStringApi* strings = writer.strings;
-    if (const NQStatus status = strings->createWithCapacity(strings, string.out(), writer.pool,
-                                                            static_cast<uint64_t>(width))) {
-        return status;
-    }
+    NQ_TRY(strings->createWithCapacity(strings, string.out(), writer.pool,
+                                       static_cast<uint64_t>(width)));
     const auto blanks = static_cast<uint64_t>(std::max<int64_t>(width, 0));
     memset(string->bytes, ' ', blanks);
     string->bytes[blanks] = 0;
@@ -93,14 +89,9 @@ NQStatus create_blanks(const JsonWriter& writer, Held<NQU8String>& string, int64
 NQStatus create_indentation(JsonWriter& writer) noexcept {
     const int64_t width = writer.indentWidth;
     NQStringApi* strings = writer.strings;
-    if (const NQStatus status = strings->createWithCapacity(
-            strings, writer.currentIndent.out(), writer.pool, static_cast<uint64_t>(10 * width))) {
-        return status;
-    }
-    if (const NQStatus status =
-            create_blanks(writer, writer.bracketIndent, std::max<int64_t>(width / 2, 1))) {
-        return status;
-    }
+    NQ_TRY(strings->createWithCapacity(strings, writer.currentIndent.out(), writer.pool,
+                                       static_cast<uint64_t>(10 * width)));
+    NQ_TRY(create_blanks(writer, writer.bracketIndent, std::max<int64_t>(width / 2, 1)));
     return create_blanks(writer, writer.indentUnit, width);
 }
 
@@ -119,10 +110,8 @@ NQStatus convert(const Layout& layout, NQStringApi* strings, HostPool* pool,
     JsonWriter& writer = *block.get();
     writer.prettyMode = layout.pretty_mode;
     writer.indentWidth = layout.indent_width;
-    if (layout.is_indented) {
-        if (const NQStatus status = create_indentation(writer)) return status;
-    }
-    if (const NQStatus status = output.open(strings, pool)) return status;
+    if (layout.is_indented) NQ_TRY(create_indentation(writer));
+    NQ_TRY(output.open(strings, pool));
     writer.out = output.string();
     return write_document(writer, instance, output.is_fresh() && layout.pretty_mode == 1);
 }
@@ -137,7 +126,7 @@ NQStatus nqInstanceToJSON(InstanceApi*, HostPool* pool, InstanceHeader* instance
     const nq::Held<NQStringApi> strings(nq::load_extension<NQStringApi>());
     if (!strings) return NQ_STATUS_NO_EXTENSION;
     nq::Output output(out);
-    if (const NQStatus status = output.open(strings.get(), pool)) return status;
+    NQ_TRY(output.open(strings.get(), pool));
     return output.close(nq::convert(kLayout, strings.get(), pool, instance, output));
 }
 

@@ -1,5 +1,6 @@
 #include <string.h>
 
+#include "nqinstance/base/try.hpp"
 #include "nqinstance/base/variadic.hpp"
 #include "nqinstance/core/data.h"
 #include "nqinstance/core/kinds.hpp"
@@ -26,14 +27,14 @@ inline constexpr Format kNumberFormat<NQDoubleInstance>{"%f"};
 
 template <class Instance>
 NQStatus write_number(JsonWriter& writer, InstanceHeader* instance, bool in_dictionary) noexcept {
-    if (const NQStatus status = writer.indent_value(in_dictionary)) return status;
+    NQ_TRY(writer.indent_value(in_dictionary));
     return writer.write_formatted(Lead::kNothing, &kNumberFormat<Instance>,
                                   widened(reinterpret_cast<Instance*>(instance)->value));
 }
 
 // Any byte but 1 is false: that is meant.
 NQStatus write_boolean(JsonWriter& writer, InstanceHeader* instance, bool in_dictionary) noexcept {
-    if (const NQStatus status = writer.indent_value(in_dictionary)) return status;
+    NQ_TRY(writer.indent_value(in_dictionary));
     return writer.write(reinterpret_cast<NQBooleanInstance*>(instance)->value == 1 ? "true"
                                                                                    : "false");
 }
@@ -41,12 +42,12 @@ NQStatus write_boolean(JsonWriter& writer, InstanceHeader* instance, bool in_dic
 // Text that the string service makes for the moment, between double quotes. `make(text)` makes it.
 template <class Make>
 NQStatus write_made_text(JsonWriter& writer, bool in_dictionary, Make make) noexcept {
-    if (const NQStatus status = writer.indent_value(in_dictionary)) return status;
-    if (const NQStatus status = writer.write("\"")) return status;
+    NQ_TRY(writer.indent_value(in_dictionary));
+    NQ_TRY(writer.write("\""));
     {
         Held<NQU8String> text;
-        if (const NQStatus status = make(text)) return status;
-        if (const NQStatus status = writer.write(text)) return status;
+        NQ_TRY(make(text));
+        NQ_TRY(writer.write(text));
     }
     return writer.write("\"");
 }
@@ -54,7 +55,7 @@ NQStatus write_made_text(JsonWriter& writer, bool in_dictionary, Make make) noex
 NQStatus write_string(JsonWriter& writer, InstanceHeader* instance, bool in_dictionary) noexcept {
     return write_made_text(writer, in_dictionary, [&](Held<NQU8String>& escaped) {
         const auto* string = reinterpret_cast<const NQU8String*>(instance);
-        if (const NQStatus status = writer.flush_if_output(string)) return status;
+        NQ_TRY(writer.flush_if_output(string));
         return escape_string(writer.strings, writer.pool, instance, escaped);
     });
 }
@@ -75,31 +76,20 @@ NQStatus begin_container(JsonWriter& writer, bool in_dictionary) noexcept {
 }
 
 NQStatus open_container(JsonWriter& writer, std::string_view bracket) noexcept {
-    const bool has_lines = writer.prettyMode == 1;
-    const bool is_nested = writer.depth > 0;
-    if (const NQStatus status = writer.write(writer.currentIndent)) return status;
-    if (is_nested) {
-        if (const NQStatus status = writer.write(writer.bracketIndent)) return status;
-    }
-    if (const NQStatus status = writer.write(bracket)) return status;
-    if (has_lines) {
-        if (const NQStatus status = writer.write("\n")) return status;
-    }
+    NQ_TRY(writer.write(writer.currentIndent));
+    if (writer.depth > 0) NQ_TRY(writer.write(writer.bracketIndent));
+    NQ_TRY(writer.write(bracket));
+    if (writer.prettyMode == 1) NQ_TRY(writer.write("\n"));
     if (NQU8String* indent = writer.currentIndent.get()) {
         const NQU8String& unit = *writer.indentUnit.get();
-        if (const NQStatus status =
-                indent->methods->append(indent, unit.bytes, unit.length, NQ_ENCODING_UTF8)) {
-            return status;
-        }
+        NQ_TRY(indent->methods->append(indent, unit.bytes, unit.length, NQ_ENCODING_UTF8));
     }
     ++writer.depth;
     return NQ_STATUS_OK;
 }
 
 NQStatus end_element(JsonWriter& writer, bool is_last) noexcept {
-    if (!is_last) {
-        if (const NQStatus status = writer.write(",")) return status;
-    }
+    if (!is_last) NQ_TRY(writer.write(","));
     return writer.prettyMode == 1 ? writer.write("\n") : NQ_STATUS_OK;
 }
 
@@ -113,22 +103,20 @@ void leave_level(JsonWriter& writer) noexcept {
 }
 
 NQStatus close_container(JsonWriter& writer, std::string_view bracket) noexcept {
-    if (writer.depth > 0) {
-        if (const NQStatus status = writer.write(writer.bracketIndent)) return status;
-    }
+    if (writer.depth > 0) NQ_TRY(writer.write(writer.bracketIndent));
     return writer.write(bracket);
 }
 
 NQStatus write_array(JsonWriter& writer, InstanceHeader* instance, bool in_dictionary) noexcept {
     const auto& array = *reinterpret_cast<NQArray*>(instance);
-    if (const NQStatus status = begin_container(writer, in_dictionary)) return status;
-    if (const NQStatus status = open_container(writer, "[")) return status;
+    NQ_TRY(begin_container(writer, in_dictionary));
+    NQ_TRY(open_container(writer, "["));
     for (uint64_t i = 0; i < array.count; ++i) {
-        if (const NQStatus status = write_value(writer, false, array.elements[i])) return status;
-        if (const NQStatus status = end_element(writer, i + 1 == array.count)) return status;
+        NQ_TRY(write_value(writer, false, array.elements[i]));
+        NQ_TRY(end_element(writer, i + 1 == array.count));
     }
     leave_level(writer);
-    if (const NQStatus status = writer.write(writer.currentIndent)) return status;
+    NQ_TRY(writer.write(writer.currentIndent));
     return close_container(writer, "]");
 }
 
@@ -136,11 +124,11 @@ NQStatus write_entry(JsonWriter& writer, NQDictionary* dictionary, NQU8String* k
     InstanceHeader* value = nullptr;
     // A value that cannot be had is written as null.
     dictionary->get(dictionary, key, &value);
-    if (const NQStatus status = writer.write(writer.currentIndent)) return status;
-    if (const NQStatus status = writer.write("\"")) return status;
-    if (const NQStatus status = writer.flush_if_output(key)) return status;
-    if (const NQStatus status = writer.write(text_of(*key))) return status;
-    if (const NQStatus status = writer.write(writer.prettyMode ? "\": " : "\":")) return status;
+    NQ_TRY(writer.write(writer.currentIndent));
+    NQ_TRY(writer.write("\""));
+    NQ_TRY(writer.flush_if_output(key));
+    NQ_TRY(writer.write(text_of(*key)));
+    NQ_TRY(writer.write(writer.prettyMode ? "\": " : "\":"));
     return write_value(writer, true, value);
 }
 
@@ -148,14 +136,14 @@ NQStatus write_entry(JsonWriter& writer, NQDictionary* dictionary, NQU8String* k
 NQStatus write_dictionary(JsonWriter& writer, InstanceHeader* instance,
                           bool in_dictionary) noexcept {
     auto* dictionary = reinterpret_cast<NQDictionary*>(instance);
-    if (const NQStatus status = begin_container(writer, in_dictionary)) return status;
+    NQ_TRY(begin_container(writer, in_dictionary));
     Held<NQArray> keys;
-    if (const NQStatus status = dictionary->listKeys(dictionary, keys.out())) return status;
-    if (const NQStatus status = open_container(writer, "{")) return status;
+    NQ_TRY(dictionary->listKeys(dictionary, keys.out()));
+    NQ_TRY(open_container(writer, "{"));
     for (uint64_t i = 0; i < keys->count; ++i) {
         auto* key = reinterpret_cast<NQU8String*>(keys->elements[i]);
-        if (const NQStatus status = write_entry(writer, dictionary, key)) return status;
-        if (const NQStatus status = end_element(writer, i + 1 == keys->count)) return status;
+        NQ_TRY(write_entry(writer, dictionary, key));
+        NQ_TRY(end_element(writer, i + 1 == keys->count));
     }
     leave_level(writer);
     return close_container(writer, "}");
@@ -189,7 +177,7 @@ constexpr KindSet kWritable = KindSet::before(Kind::kChar);
 
 NQStatus write_value(JsonWriter& writer, bool in_dictionary, InstanceHeader* instance) noexcept {
     if (!instance) {
-        if (const NQStatus status = writer.indent_value(in_dictionary)) return status;
+        NQ_TRY(writer.indent_value(in_dictionary));
         return writer.write("null");
     }
     const Known known = known_as(instance, kWritable);

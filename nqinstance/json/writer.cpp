@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "nqinstance/base/try.hpp"
 #include "nqinstance/datefmt/formatting.h"
 
 namespace nq {
@@ -14,7 +15,7 @@ NQStatus JsonWriter::flush() noexcept {
 }
 
 NQStatus JsonWriter::write_large(std::string_view text) noexcept {
-    if (const NQStatus status = flush()) return status;
+    NQ_TRY(flush());
     if (text.size() <= sizeof gathered_) return write(text);
     return out->methods->append(out, text.data(), text.size(), NQ_ENCODING_UTF8);
 }
@@ -27,14 +28,14 @@ __attribute__((noinline)) NQStatus JsonWriter::write_formatted(Lead lead, const 
 
     va_list arguments;
     va_start(arguments, format);
-    NQStatus status = nqzFormatBuffV(nullptr, format->units.data(), format->length, text, kCapacity,
-                                     &units, arguments);
+    const NQStatus status = nqzFormatBuffV(nullptr, format->units.data(), format->length, text,
+                                           kCapacity, &units, arguments);
     va_end(arguments);
 
-    if (!status && lead == Lead::kIndentedQuote) status = write(currentIndent);
-    if (!status && lead != Lead::kNothing) status = write("\"");
-    if (!status) status = flush();
-    if (status) return status;
+    NQ_TRY(status);
+    if (lead == Lead::kIndentedQuote) NQ_TRY(write(currentIndent));
+    if (lead != Lead::kNothing) NQ_TRY(write("\""));
+    NQ_TRY(flush());
     return out->methods->append(out, text, std::min(units, kCapacity), NQ_ENCODING_NQCHAR);
 }
 

@@ -3,6 +3,7 @@
 #include <span>
 
 #include "nqinstance/base/held.hpp"
+#include "nqinstance/base/try.hpp"
 #include "nqinstance/text/memory.h"
 #include "nqinstance/validate/type_keywords.hpp"
 
@@ -56,12 +57,10 @@ NQStatus append(NQU8String* string, const char* text) noexcept {
 
 NQStatus append_expected(NQU8String* list, const ExpectedTypes& expected) noexcept {
     for (std::size_t i = 0; i < expected.size(); ++i) {
-        if (i != 0) {
-            if (const NQStatus status = append(list, ", ")) return status;
-        }
+        if (i != 0) NQ_TRY(append(list, ", "));
         const TypeKeyword* keyword = expected.keyword(i);
         if (!keyword || !keyword->json_name) continue;
-        if (const NQStatus status = append(list, keyword->json_name)) return status;
+        NQ_TRY(append(list, keyword->json_name));
     }
     return NQ_STATUS_OK;
 }
@@ -97,18 +96,17 @@ NQStatus jsonTypeForDefinition(NQStringApi* strings, HostPool* pool, NQDictionar
     if (!keyword) return NQ_STATUS_OK;
     nq::ExpectedTypes expected;
     nq::Held<NQU8String> text;
-    NQStatus status;
     if (keyword->json_name) {
-        status = nq::create_name(strings, pool, keyword->json_name, 0, text);
+        NQ_TRY(nq::create_name(strings, pool, keyword->json_name, 0, text));
     } else if (!expected.open(definition)) {
         return NQ_STATUS_OK;
     } else {
         *isList = 1;
-        status = nq::create_name(strings, pool, nullptr, 1, text);
-        if (!status) status = nq::append_expected(text.get(), expected);
+        NQ_TRY(nq::create_name(strings, pool, nullptr, 1, text));
+        NQ_TRY(nq::append_expected(text.get(), expected));
     }
-    if (!status) *name = text.take();
-    return status;
+    *name = text.take();
+    return NQ_STATUS_OK;
 }
 
 const char* jsonTypeForInstance(InstanceHeader* instance) noexcept {

@@ -3,6 +3,7 @@
 #include <limits>
 
 #include "nqinstance/base/truncate.hpp"
+#include "nqinstance/base/try.hpp"
 #include "nqinstance/base/variadic.hpp"
 #include "nqinstance/validate/short_text.hpp"
 
@@ -137,7 +138,7 @@ NQStatus read_range(NQDictionary* dictionary, Range<ValueOf<Instance>>* range) n
     InstanceHeader* max;
     if (!find(dictionary, "min", &min)) return NQ_STATUS_RANGE_WITHOUT_MIN;
     if (!find(dictionary, "max", &max)) return NQ_STATUS_RANGE_WITHOUT_MAX;
-    if (const NQStatus status = convert<Instance>(min, &range->min)) return status;
+    NQ_TRY(convert<Instance>(min, &range->min));
     return convert<Instance>(max, &range->max);
 }
 
@@ -150,14 +151,11 @@ NQStatus matches(InstanceHeader* accepted, ValueOf<Instance> value, bool* matche
     const Known known = known_as(accepted, kAcceptable);
     if (known.kind == Kind::kDictionary) {
         Range<ValueOf<Instance>> range{};
-        if (const NQStatus status =
-                read_range<Instance>(reinterpret_cast<NQDictionary*>(known.fields), &range)) {
-            return status;
-        }
+        NQ_TRY(read_range<Instance>(reinterpret_cast<NQDictionary*>(known.fields), &range));
         *matched = range.holds(value);
     } else {
         ValueOf<Instance> scalar{};
-        if (const NQStatus status = convert<Instance>(known, &scalar)) return status;
+        NQ_TRY(convert<Instance>(known, &scalar));
         *matched = value == scalar;
     }
     return NQ_STATUS_OK;
@@ -179,7 +177,7 @@ struct Report {
         *verdict = status;
         if (!run) return NQ_STATUS_OK;
         NQU8String* message = nullptr;
-        if (const NQStatus failure = run->addContextMessage(run, &message)) return failure;
+        NQ_TRY(run->addContextMessage(run, &message));
         return message->methods->formatMessage(message, run->userData, code, widened(values)...);
     }
 };
@@ -193,8 +191,7 @@ NQStatus check_accepted(NQDictionary* definition, ValueOf<Instance> value,
     if (!array) return NQ_STATUS_VALUES_NOT_ARRAY;
     for (uint64_t i = 0; i < array->count; ++i) {
         bool matched = false;
-        const NQStatus status = matches<Instance>(array->elements[i], value, &matched);
-        if (status) return status;
+        NQ_TRY(matches<Instance>(array->elements[i], value, &matched));
         if (matched) return report.valid();
     }
     return report.invalid(NQ_STATUS_NOT_ACCEPTED, kFacts<Instance>.codes.not_accepted, value);
@@ -214,13 +211,13 @@ NQStatus validate(InstanceHeader* instance, NQDictionary* definition,
     ValueOf<Instance> bound{};
     InstanceHeader* limit;
     if (find(definition, "min", &limit)) {
-        if (const NQStatus status = convert<Instance>(limit, &bound)) return status;
+        NQ_TRY(convert<Instance>(limit, &bound));
         if (value < bound) {
             return report.invalid(NQ_STATUS_OUT_OF_BOUNDS, codes.below_min, value, bound);
         }
     }
     if (find(definition, "max", &limit)) {
-        if (const NQStatus status = convert<Instance>(limit, &bound)) return status;
+        NQ_TRY(convert<Instance>(limit, &bound));
         if (value > bound) {
             return report.invalid(NQ_STATUS_OUT_OF_BOUNDS, codes.above_max, value, bound);
         }

@@ -1,6 +1,7 @@
 #include "nqinstance/validate/validation.h"
 
 #include "nqinstance/base/held.hpp"
+#include "nqinstance/base/try.hpp"
 #include "nqinstance/text/memory.h"
 #include "nqinstance/validate/definition.h"
 #include "nqinstance/validate/lookup.hpp"
@@ -50,7 +51,7 @@ NQStatus open_definition(InstanceHeader* given, NQDictionary** definition) noexc
 NQStatus nqInstanceValidateData(InstanceHeader* instance, NQDictionary* definition,
                                 uint32_t* validationStatus, ValidationRun* run) noexcept {
     auto* given = reinterpret_cast<InstanceHeader*>(definition);
-    if (const NQStatus status = nq::open_definition(given, &definition)) return status;
+    NQ_TRY(nq::open_definition(given, &definition));
     if (!instance || !validationStatus) return NQ_STATUS_INVALID_ARGUMENT;
     *validationStatus = nqInstanceIsDefinitionType(instance, definition);
     if (*validationStatus) return NQ_STATUS_OK;
@@ -73,7 +74,7 @@ NQStatus nqInstanceValidateU8(NQInstJsonApi* json, InstanceHeader* instance,
     const nq::TemporaryPool pool;
     if (!pool.get()) return NQ_STATUS_NO_MEMORY;
     nq::Held<InstanceHeader> parsed;
-    if (const NQStatus status = nq::parse(json, pool.get(), definitionText, parsed)) return status;
+    NQ_TRY(nq::parse(json, pool.get(), definitionText, parsed));
     const auto validate = nq::validator_of(instance);
     NQDictionary* definition = nullptr;
     const NQStatus status = nq::open_definition(parsed.get(), &definition);
