@@ -1,24 +1,23 @@
 #include "nqinstance/core/data.h"
 
+#include <stddef.h>
 #include <string.h>
-
-#include <new>
 
 #include "nqinstance/base/held.hpp"
 #include "nqinstance/base/try.hpp"
+#include "nqinstance/core/instance.hpp"
 #include "nqinstance/core/kinds.hpp"
 
 namespace nq {
 namespace {
 
-constexpr InstanceKind kDataKind{type_name(Kind::kData), nqDataDestroy, nullptr, nqDataClone};
+constexpr InstanceKind kDataKind{type_name(kKindOf<NQData>), nqDataDestroy, nullptr, nqDataClone};
 
-// An empty blob that owns nothing, or null.
-NQData* create_empty(InstanceApi* api, HostPool* pool) noexcept {
-    void* block = pool->alloc(pool, sizeof(NQData), 0);
-    if (!block) return nullptr;
-    auto* data = new (block) NQData{};
-    fill_header(data->header, kDataKind, api, pool);
+// An empty blob that owns nothing, or null and the status.
+NQData* create_empty(InstanceApi* api, HostPool* pool, NQStatus* status) noexcept {
+    auto* data = create<NQData>(kDataKind, api, pool, 0, status);
+    if (!data) return nullptr;
+    memset(&data->bytes, 0, sizeof(NQData) - offsetof(NQData, bytes));
     data->encodeBase64URL = nqDataEncodeBase64URLU8;
     data->encodeBase64 = nqDataEncodeBase64U8;
     data->resize = nqDataResize;
@@ -36,7 +35,7 @@ bool own_buffer(NQData& data, uint64_t length) noexcept {
 }
 
 NQData* refuse(NQData* unfinished, HostPool* pool, NQStatus* status) noexcept {
-    if (unfinished) pool->free(pool, unfinished);
+    pool->free(pool, unfinished);
     *status = NQ_STATUS_NO_MEMORY;
     return nullptr;
 }
@@ -54,8 +53,8 @@ NQStatus encode(NQData& data, NQU8String** out, uint32_t option1, uint32_t optio
 
 NQData* nqDataCreate(InstanceApi* api, HostPool* pool, const void* source, uint64_t length,
                      uint8_t copy, uint8_t takeOwnership, NQStatus* status) noexcept {
-    NQData* data = nq::create_empty(api, pool);
-    if (!data) return nq::refuse(data, pool, status);
+    NQData* data = nq::create_empty(api, pool, status);
+    if (!data) return nullptr;
     if (source && length) {
         if (copy) {
             if (!nq::own_buffer(*data, length)) return nq::refuse(data, pool, status);
@@ -66,16 +65,15 @@ NQData* nqDataCreate(InstanceApi* api, HostPool* pool, const void* source, uint6
             data->owned = takeOwnership;
         }
     }
-    *status = NQ_STATUS_OK;
     return data;
 }
 
 NQData* nqDataCreateSized(InstanceApi* api, HostPool* pool, uint64_t size,
                           NQStatus* status) noexcept {
-    NQData* data = nq::create_empty(api, pool);
-    if (!data || (size && !nq::own_buffer(*data, size))) return nq::refuse(data, pool, status);
+    NQData* data = nq::create_empty(api, pool, status);
+    if (!data) return nullptr;
+    if (size && !nq::own_buffer(*data, size)) return nq::refuse(data, pool, status);
     data->owned = 1;  // also without a buffer, so that it can be given one by nqDataResize
-    *status = NQ_STATUS_OK;
     return data;
 }
 
@@ -91,10 +89,9 @@ NQStatus nqDataResize(NQData* data, uint64_t capacity, uint8_t zeroFill) noexcep
 
 NQStatus nqDataClone(InstanceHeader* source, HostPool* pool, uint32_t,
                      InstanceHeader** out) noexcept {
-    NQ_TRY(nqInstanceCreateClone(source, pool, sizeof(NQData), out));
+    NQData* clone;
+    NQ_TRY(nq::create_clone(source, pool, out, clone));
     const auto* from = reinterpret_cast<NQData*>(source);
-    auto* clone = reinterpret_cast<NQData*>(*out);
-    clone->header.pool = pool;
     clone->encodeBase64URL = from->encodeBase64URL;
     clone->encodeBase64 = from->encodeBase64;
     clone->wipeOnDestroy = from->wipeOnDestroy;

@@ -1,9 +1,9 @@
 #include "nqinstance/core/datetime.h"
 
-#include <new>
-
 #include "nqinstance/base/calendar.hpp"
 #include "nqinstance/base/modular.hpp"
+#include "nqinstance/base/try.hpp"
+#include "nqinstance/core/instance.hpp"
 #include "nqinstance/core/kinds.hpp"
 
 namespace nq {
@@ -47,148 +47,100 @@ double zone_seconds(double offset, uint8_t has_offset) noexcept {
     return has_offset == 1 ? offset : 0.0;
 }
 
+// Copies the fields that the kind has. A clone's getDate stays null.
 template <class Instance>
-Instance* create(const InstanceKind& kind, InstanceApi* api, HostPool* pool,
-                 NQStatus* status) noexcept {
-    void* block = pool->alloc(pool, sizeof(Instance), ALLOC_ZERO_FILL);
-    if (!block) {
-        *status = NQ_STATUS_NO_MEMORY;
-        return nullptr;
+void copy_fields(Instance& to, const Instance& from) noexcept {
+    if constexpr (requires { to.year; }) {
+        to.month = from.month;
+        to.day = from.day;
+        to.year = from.year;
     }
-    auto* instance = static_cast<Instance*>(block);
-    fill_header(instance->header, kind, api, pool);
-    *status = NQ_STATUS_OK;
-    return instance;
-}
-
-// A block with the header copied and the payload left to the caller, or null and the status.
-template <class Instance>
-Instance* create_clone(InstanceHeader* source, HostPool* pool, InstanceHeader** out,
-                       NQStatus& status) noexcept {
-    status = nqInstanceCreateClone(source, pool, sizeof(Instance), out);
-    if (status) return nullptr;
-    (*out)->pool = pool;
-    return reinterpret_cast<Instance*>(*out);
+    if constexpr (requires { to.hour; }) {
+        to.hour = from.hour;
+        to.minute = from.minute;
+        to.second = from.second;
+        to.millisecond = from.millisecond;
+    }
+    if constexpr (requires { to.value; }) to.value = from.value;
+    if constexpr (requires { to.zoneOffset; }) {
+        to.zoneOffset = from.zoneOffset;
+        to.hasZoneOffset = from.hasZoneOffset;
+    }
 }
 
 template <class Instance>
-void copy_zone(Instance& to, const Instance& from) noexcept {
-    to.zoneOffset = from.zoneOffset;
-    to.hasZoneOffset = from.hasZoneOffset;
-}
-
-template <class Instance>
-void copy_date(Instance& to, const Instance& from) noexcept {
-    to.month = from.month;
-    to.day = from.day;
-    to.year = from.year;
-}
-
-template <class Instance>
-void copy_clock(Instance& to, const Instance& from) noexcept {
-    to.hour = from.hour;
-    to.minute = from.minute;
-    to.second = from.second;
-    to.millisecond = from.millisecond;
-}
-
-NQStatus destroy(InstanceHeader* instance) noexcept {
-    instance->pool->free(instance->pool, instance);
+NQStatus clone_date(InstanceHeader* source, HostPool* pool, InstanceHeader** out) noexcept {
+    Instance* clone;
+    NQ_TRY(create_clone(source, pool, out, clone));
+    copy_fields(*clone, *reinterpret_cast<Instance*>(source));
     return NQ_STATUS_OK;
 }
 
-constexpr InstanceKind kDateKind{type_name(Kind::kCalendarDate), nqInstanceDateDestroy, nullptr,
-                                 nqInstanceCalendarDateClone};
-constexpr InstanceKind kTimeKind{type_name(Kind::kTime), nqInstanceTimeDestroy, nullptr,
-                                 nqInstanceTimeClone};
-constexpr InstanceKind kCalendarDateTimeKind{type_name(Kind::kCalendarDateTime),
-                                             nqInstanceCalendarDateTimeDestroy, nullptr,
-                                             nqInstanceCalendarDateTimeClone};
-// This type name really ends in "Name", unlike its siblings.
-constexpr InstanceKind kDateTimeKind{type_name(Kind::kDateTime), nqInstanceDateTimeDestroy, nullptr,
-                                     nqInstanceDateTimeClone};
+// What the header of each kind holds: X(name in the operations, record, destroy hook).
+#define NQ_DATES(X)                                                            \
+    X(CalendarDate, NQCalendarDate, nqInstanceDateDestroy)                     \
+    X(Time, NQTime, nqInstanceTimeDestroy)                                     \
+    X(CalendarDateTime, NQCalendarDateTime, nqInstanceCalendarDateTimeDestroy) \
+    X(DateTime, NQDateTime, nqInstanceDateTimeDestroy)
+
+template <class Instance>
+constexpr InstanceKind kDateKind{};
+#define NQ_DATE_KIND(Name, Instance, destroy_hook)                                         \
+    template <>                                                                            \
+    constexpr InstanceKind kDateKind<Instance>{type_name(kKindOf<Instance>), destroy_hook, \
+                                               nullptr, nqInstance##Name##Clone};
+NQ_DATES(NQ_DATE_KIND)
+#undef NQ_DATE_KIND
+
+template <class Instance>
+Instance* create_date(InstanceApi* api, HostPool* pool, NQStatus* status) noexcept {
+    return create<Instance>(kDateKind<Instance>, api, pool, ALLOC_ZERO_FILL, status);
+}
+
+template <class Instance>
+Instance* create_calendar(InstanceApi* api, HostPool* pool, decltype(Instance::getDate) get_date,
+                          NQStatus* status) noexcept {
+    auto* instance = create_date<Instance>(api, pool, status);
+    if (instance) instance->getDate = get_date;
+    return instance;
+}
 
 }  // namespace
 }  // namespace nq
 
 NQCalendarDate* nqInstanceCreateCalendarDate(InstanceApi* api, HostPool* pool,
                                              NQStatus* status) noexcept {
-    auto* date = nq::create<NQCalendarDate>(nq::kDateKind, api, pool, status);
-    if (date) date->getDate = nqCalDateGetDate;
-    return date;
+    return nq::create_calendar<NQCalendarDate>(api, pool, nqCalDateGetDate, status);
 }
 
 NQTime* nqInstanceCreateTime(InstanceApi* api, HostPool* pool, NQStatus* status) noexcept {
-    auto* time = nq::create<NQTime>(nq::kTimeKind, api, pool, status);
-    if (time) time->getDate = nqTimeGetDate;
-    return time;
+    return nq::create_calendar<NQTime>(api, pool, nqTimeGetDate, status);
 }
 
 NQCalendarDateTime* nqInstanceCreateCalendarDateTime(InstanceApi* api, HostPool* pool,
                                                      NQStatus* status) noexcept {
-    auto* both = nq::create<NQCalendarDateTime>(nq::kCalendarDateTimeKind, api, pool, status);
-    if (both) both->getDate = nqCalDateTimeGetDate;
-    return both;
+    return nq::create_calendar<NQCalendarDateTime>(api, pool, nqCalDateTimeGetDate, status);
 }
 
 NQDateTime* nqInstanceCreateDateTime(InstanceApi* api, HostPool* pool, double value,
                                      NQStatus* status) noexcept {
-    auto* instance = nq::create<NQDateTime>(nq::kDateTimeKind, api, pool, status);
+    auto* instance = nq::create_date<NQDateTime>(api, pool, status);
     if (instance) instance->value = value;
     return instance;
 }
 
-NQStatus nqInstanceCalendarDateClone(InstanceHeader* source, HostPool* pool, uint32_t,
-                                     InstanceHeader** out) noexcept {
-    NQStatus status;
-    if (auto* clone = nq::create_clone<NQCalendarDate>(source, pool, out, status)) {
-        nq::copy_date(*clone, *reinterpret_cast<NQCalendarDate*>(source));
+#define NQ_DATE_OPERATIONS(Name, Instance, destroy_hook)                               \
+    NQStatus nqInstance##Name##Clone(InstanceHeader* source, HostPool* pool, uint32_t, \
+                                     InstanceHeader** out) noexcept {                  \
+        return nq::clone_date<Instance>(source, pool, out);                            \
+    }                                                                                  \
+    NQStatus destroy_hook(InstanceHeader* instance) noexcept {                         \
+        instance->pool->free(instance->pool, instance);                                \
+        return NQ_STATUS_OK;                                                           \
     }
-    return status;
-}
-
-NQStatus nqInstanceTimeClone(InstanceHeader* source, HostPool* pool, uint32_t,
-                             InstanceHeader** out) noexcept {
-    NQStatus status;
-    if (auto* clone = nq::create_clone<NQTime>(source, pool, out, status)) {
-        const auto& from = *reinterpret_cast<NQTime*>(source);
-        nq::copy_clock(*clone, from);
-        nq::copy_zone(*clone, from);
-    }
-    return status;
-}
-
-NQStatus nqInstanceCalendarDateTimeClone(InstanceHeader* source, HostPool* pool, uint32_t,
-                                         InstanceHeader** out) noexcept {
-    NQStatus status;
-    if (auto* clone = nq::create_clone<NQCalendarDateTime>(source, pool, out, status)) {
-        const auto& from = *reinterpret_cast<NQCalendarDateTime*>(source);
-        nq::copy_date(*clone, from);
-        nq::copy_clock(*clone, from);
-        nq::copy_zone(*clone, from);
-    }
-    return status;
-}
-
-NQStatus nqInstanceDateTimeClone(InstanceHeader* source, HostPool* pool, uint32_t,
-                                 InstanceHeader** out) noexcept {
-    NQStatus status;
-    if (auto* clone = nq::create_clone<NQDateTime>(source, pool, out, status)) {
-        const auto& from = *reinterpret_cast<NQDateTime*>(source);
-        clone->value = from.value;
-        nq::copy_zone(*clone, from);
-    }
-    return status;
-}
-
-NQStatus nqInstanceDateDestroy(InstanceHeader* instance) noexcept { return nq::destroy(instance); }
-NQStatus nqInstanceTimeDestroy(InstanceHeader* instance) noexcept { return nq::destroy(instance); }
-NQStatus nqInstanceCalendarDateTimeDestroy(InstanceHeader* instance) noexcept {
-    return nq::destroy(instance);
-}
-NQStatus nqInstanceDateTimeDestroy(InstanceHeader* instance) noexcept {
-    return nq::destroy(instance);
-}
+NQ_DATES(NQ_DATE_OPERATIONS)
+#undef NQ_DATE_OPERATIONS
+#undef NQ_DATES
 
 double nqCalDateGetDate(NQCalendarDate* date) noexcept {
     return nq::calendar_seconds(date->year, date->month, date->day);

@@ -1,7 +1,6 @@
 #include "nqinstance/core/instance.hpp"
 
 #include <atomic>
-#include <new>
 
 #include "nqinstance/base/modular.hpp"
 #include "nqinstance/base/try.hpp"
@@ -13,57 +12,41 @@ namespace {
 
 using RefCount = std::atomic_ref<uint64_t>;
 
-// What a scalar's create and clone operations need to know of it. The characters refuse to be
-// cloned through their header on purpose.
-template <class Instance>
-struct ScalarTraits;
+// What the header of each scalar holds: X(name in the operations, record, validate word, clone
+// word). The characters have no clone word on purpose: with one, a clone through their header would
+// succeed, which is to be refused.
+#define NQ_SCALARS(X)                                                            \
+    X(Boolean, NQBooleanInstance, nullptr, nqInstanceCloneBoolean)               \
+    X(Int32, NQInt32Instance, nqInstanceValidateInt32, nqInstanceCloneInt32)     \
+    X(Int64, NQInt64Instance, nqInstanceValidateInt64, nqInstanceCloneInt64)     \
+    X(UInt32, NQUInt32Instance, nqInstanceValidateUInt32, nqInstanceCloneUInt32) \
+    X(UInt64, NQUInt64Instance, nqInstanceValidateUInt64, nqInstanceCloneUInt64) \
+    X(Double, NQDoubleInstance, nqInstanceValidateDouble, nqInstanceCloneDouble) \
+    X(NQChar, NQCharInstance, nullptr, nullptr)
 
-#define NQ_SCALAR(Instance, kind_name, validate_word, clone_word)                              \
-    template <>                                                                                \
-    struct ScalarTraits<Instance> {                                                            \
-        static constexpr InstanceKind kind{type_name(Kind::kind_name), nqHandleNumericDestroy, \
-                                           validate_word, clone_word};                         \
-    };
-NQ_SCALAR(NQBooleanInstance, kBoolean, nullptr, nqInstanceCloneBoolean)
-NQ_SCALAR(NQInt32Instance, kInt32, nqInstanceValidateInt32, nqInstanceCloneInt32)
-NQ_SCALAR(NQInt64Instance, kInt64, nqInstanceValidateInt64, nqInstanceCloneInt64)
-NQ_SCALAR(NQUInt32Instance, kUInt32, nqInstanceValidateUInt32, nqInstanceCloneUInt32)
-NQ_SCALAR(NQUInt64Instance, kUInt64, nqInstanceValidateUInt64, nqInstanceCloneUInt64)
-NQ_SCALAR(NQDoubleInstance, kDouble, nqInstanceValidateDouble, nqInstanceCloneDouble)
-NQ_SCALAR(NQCharInstance, kChar, nullptr, nullptr)
-#undef NQ_SCALAR
+template <class Instance>
+constexpr InstanceKind kScalarKind{};
+#define NQ_SCALAR_KIND(Name, Instance, validate_word, clone_word) \
+    template <>                                                   \
+    constexpr InstanceKind kScalarKind<Instance>{                 \
+        type_name(kKindOf<Instance>), nqHandleNumericDestroy, validate_word, clone_word};
+NQ_SCALARS(NQ_SCALAR_KIND)
+#undef NQ_SCALAR_KIND
 
 constexpr InstanceKind kHandleKind{kHandleTypeName, nqHandleInstanceDestroy, nullptr, nullptr};
-
-// A block for one instance with its header written, or null and the status.
-template <class Instance>
-Instance* create(const InstanceKind& kind, InstanceApi* api, HostPool* pool,
-                 NQStatus* status) noexcept {
-    void* block = pool->alloc(pool, sizeof(Instance), 0);
-    if (!block) {
-        *status = NQ_STATUS_NO_MEMORY;
-        return nullptr;
-    }
-    auto* instance = new (block) Instance;
-    fill_header(instance->header, kind, api, pool);
-    *status = NQ_STATUS_OK;
-    return instance;
-}
 
 template <class Instance>
 Instance* create_scalar(InstanceApi* api, HostPool* pool, decltype(Instance::value) value,
                         NQStatus* status) noexcept {
-    auto* instance = create<Instance>(ScalarTraits<Instance>::kind, api, pool, status);
+    auto* instance = create<Instance>(kScalarKind<Instance>, api, pool, 0, status);
     if (instance) instance->value = value;
     return instance;
 }
 
 template <class Instance>
 NQStatus clone_scalar(InstanceHeader* source, HostPool* pool, InstanceHeader** out) noexcept {
-    if (!pool) pool = source->pool;
-    NQ_TRY(nqInstanceCreateClone(source, pool, sizeof(Instance), out));
-    auto* clone = reinterpret_cast<Instance*>(*out);
-    clone->header.pool = pool;
+    Instance* clone;
+    NQ_TRY(create_clone(source, pool ? pool : source->pool, out, clone));
     clone->value = reinterpret_cast<Instance*>(source)->value;
     return NQ_STATUS_OK;
 }
@@ -88,28 +71,23 @@ void fill_header(InstanceHeader& header, const InstanceKind& kind, InstanceApi* 
 
 NQHandleInstance* nqInstanceHandleCreate(InstanceApi* api, HostPool* pool, NQHandle* inner,
                                          NQStatus* status) noexcept {
-    auto* instance = nq::create<NQHandleInstance>(nq::kHandleKind, api, pool, status);
+    auto* instance = nq::create<NQHandleInstance>(nq::kHandleKind, api, pool, 0, status);
     if (instance) instance->inner = inner;
     return instance;
 }
 
-#define NQ_SCALAR_OPERATIONS(Kind, Instance, Value)                                  \
-    Instance* nqInstanceCreate##Kind(InstanceApi* api, HostPool* pool, Value value,  \
-                                     NQStatus* status) noexcept {                    \
-        return nq::create_scalar<Instance>(api, pool, value, status);                \
-    }                                                                                \
-    NQStatus nqInstanceClone##Kind(InstanceHeader* source, HostPool* pool, uint32_t, \
-                                   InstanceHeader** out) noexcept {                  \
-        return nq::clone_scalar<Instance>(source, pool, out);                        \
+#define NQ_SCALAR_OPERATIONS(Name, Instance, validate_word, clone_word)                            \
+    Instance* nqInstanceCreate##Name(InstanceApi* api, HostPool* pool,                             \
+                                     decltype(Instance::value) value, NQStatus* status) noexcept { \
+        return nq::create_scalar<Instance>(api, pool, value, status);                              \
+    }                                                                                              \
+    NQStatus nqInstanceClone##Name(InstanceHeader* source, HostPool* pool, uint32_t,               \
+                                   InstanceHeader** out) noexcept {                                \
+        return nq::clone_scalar<Instance>(source, pool, out);                                      \
     }
-NQ_SCALAR_OPERATIONS(Boolean, NQBooleanInstance, uint8_t)
-NQ_SCALAR_OPERATIONS(Int32, NQInt32Instance, int32_t)
-NQ_SCALAR_OPERATIONS(Int64, NQInt64Instance, int64_t)
-NQ_SCALAR_OPERATIONS(UInt32, NQUInt32Instance, uint32_t)
-NQ_SCALAR_OPERATIONS(UInt64, NQUInt64Instance, uint64_t)
-NQ_SCALAR_OPERATIONS(Double, NQDoubleInstance, double)
-NQ_SCALAR_OPERATIONS(NQChar, NQCharInstance, NQChar)
+NQ_SCALARS(NQ_SCALAR_OPERATIONS)
 #undef NQ_SCALAR_OPERATIONS
+#undef NQ_SCALARS
 
 NQStatus nqInstanceCreateClone(InstanceHeader* source, HostPool* pool, uint64_t size,
                                InstanceHeader** out) noexcept {

@@ -4,53 +4,60 @@
 #include <cstdint>
 #include <initializer_list>
 
-#include "nqinstance/core/instance.hpp"
+// The kinds of instances that have a value, as X(kind, type name, record): those of the sibling
+// extensions, then those that the library makes. A wrapped handle is of the kind that it wraps. The
+// type name of kDateTime really ends in "Name", unlike its siblings.
+// clang-format off
+#define NQ_INSTANCE_KINDS(X)                                                 \
+    X(kU8String,         "NQU8String",                 NQU8String)           \
+    X(kString,           "NQString",                   NQString)             \
+    X(kArray,            "NQArray",                    NQArray)              \
+    X(kDictionary,       "NQDictionary",               NQDictionary)         \
+    X(kBoolean,          "NQBooleanInstance",          NQBooleanInstance)    \
+    X(kInt32,            "NQInt32Instance",            NQInt32Instance)      \
+    X(kInt64,            "NQInt64Instance",            NQInt64Instance)      \
+    X(kUInt32,           "NQUInt32Instance",           NQUInt32Instance)     \
+    X(kUInt64,           "NQUInt64Instance",           NQUInt64Instance)     \
+    X(kDouble,           "NQDoubleInstance",           NQDoubleInstance)     \
+    X(kTime,             "NQTimeInstance",             NQTime)               \
+    X(kCalendarDate,     "NQCalendarDateInstance",     NQCalendarDate)       \
+    X(kDateTime,         "NQDateTimeInstanceName",     NQDateTime)           \
+    X(kCalendarDateTime, "NQCalendarDateTimeInstance", NQCalendarDateTime)   \
+    X(kData,             "NQData",                     NQData)               \
+    X(kChar,             "NQCharInstance",             NQCharInstance)
+// clang-format on
+
+#define NQ_DECLARE_RECORD(kind, name, Record) struct Record;
+NQ_INSTANCE_KINDS(NQ_DECLARE_RECORD)
+#undef NQ_DECLARE_RECORD
 
 namespace nq {
 
-// The kinds of instances that have a value: those of the sibling extensions, then those that the
-// library makes. A wrapped handle is of the kind that it wraps.
 enum class Kind : uint8_t {
-    kU8String,
-    kString,
-    kArray,
-    kDictionary,
-    kBoolean,
-    kInt32,
-    kInt64,
-    kUInt32,
-    kUInt64,
-    kDouble,
-    kTime,
-    kCalendarDate,
-    kDateTime,
-    kCalendarDateTime,
-    kData,
-    kChar,
+#define NQ_KIND(kind, name, Record) kind,
+    NQ_INSTANCE_KINDS(NQ_KIND)
+#undef NQ_KIND
+    // How many there are; also: none of them.
     kCount
 };
+inline constexpr auto kKindCount = static_cast<std::size_t>(Kind::kCount);
 
-// Their type names, at a fixed distance: the place of a name tells the kind.
+// The kind of each record.
+template <class Record>
+inline constexpr Kind kKindOf = Kind::kCount;
+#define NQ_KIND_OF(kind, name, Record) \
+    template <>                        \
+    inline constexpr Kind kKindOf<Record> = Kind::kind;
+NQ_INSTANCE_KINDS(NQ_KIND_OF)
+#undef NQ_KIND_OF
+
+// The type names at a fixed distance: the place of a name tells the kind.
 inline constexpr std::size_t kTypeNameBytes = 32;
 inline constexpr char kTypeNames[][kTypeNameBytes] = {
-    "NQU8String",
-    "NQString",
-    "NQArray",
-    "NQDictionary",
-    "NQBooleanInstance",
-    "NQInt32Instance",
-    "NQInt64Instance",
-    "NQUInt32Instance",
-    "NQUInt64Instance",
-    "NQDoubleInstance",
-    "NQTimeInstance",
-    "NQCalendarDateInstance",
-    "NQDateTimeInstanceName",
-    "NQCalendarDateTimeInstance",
-    "NQData",
-    "NQCharInstance",
+#define NQ_TYPE_NAME(kind, name, Record) name,
+    NQ_INSTANCE_KINDS(NQ_TYPE_NAME)
+#undef NQ_TYPE_NAME
 };
-static_assert(sizeof kTypeNames == static_cast<std::size_t>(Kind::kCount) * kTypeNameBytes);
 
 constexpr const char* type_name(Kind kind) noexcept {
     return kTypeNames[static_cast<std::size_t>(kind)];
@@ -61,13 +68,6 @@ class KindSet {
     constexpr KindSet() noexcept = default;
     constexpr KindSet(std::initializer_list<Kind> kinds) noexcept {
         for (const Kind kind : kinds) bits_ |= uint32_t{1} << static_cast<uint32_t>(kind);
-    }
-
-    // All that are declared before this one.
-    static constexpr KindSet before(Kind end) noexcept {
-        KindSet set;
-        set.bits_ = (uint32_t{1} << static_cast<uint32_t>(end)) - 1;
-        return set;
     }
 
     constexpr KindSet with(Kind kind) const noexcept {
@@ -87,32 +87,5 @@ class KindSet {
   private:
     uint32_t bits_ = 0;
 };
-
-// An instance as one of the kinds, and where its fields are.
-struct Known {
-    Kind kind = Kind::kCount;  // kCount: it is none of them
-    InstanceHeader* fields = nullptr;
-};
-
-// The first of the kinds to whose name the instance answers. Null answers to none. What the library
-// made is told by the address of its name and need not be asked; a wrapped handle has a name of its
-// own.
-inline Known known_as(InstanceHeader* instance, KindSet kinds) noexcept {
-    if (!instance) return {};
-    // A name that stands before the list wraps to a place far behind it.
-    uintptr_t place;
-    __builtin_sub_overflow(reinterpret_cast<uintptr_t>(instance->typeName),
-                           reinterpret_cast<uintptr_t>(&kTypeNames[0][0]), &place);
-    if (place < sizeof kTypeNames && place % kTypeNameBytes == 0 &&
-        instance->isType == instanceIsType) {
-        const auto own = static_cast<Kind>(place / kTypeNameBytes);
-        return kinds.has(own) ? Known{own, instance} : Known{};
-    }
-    for (; !kinds.is_empty(); kinds.remove_first()) {
-        const Kind kind = kinds.first();
-        if (instance->isType(instance, type_name(kind))) return {kind, unwrapped(instance)};
-    }
-    return {};
-}
 
 }  // namespace nq

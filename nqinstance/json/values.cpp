@@ -3,7 +3,8 @@
 #include "nqinstance/base/try.hpp"
 #include "nqinstance/base/variadic.hpp"
 #include "nqinstance/core/data.h"
-#include "nqinstance/core/kinds.hpp"
+#include "nqinstance/core/datetime.h"
+#include "nqinstance/core/known.hpp"
 #include "nqinstance/host/array.h"
 #include "nqinstance/host/dictionary.h"
 #include "nqinstance/json/escape.hpp"
@@ -27,6 +28,7 @@ inline constexpr Format kNumberFormat<NQDoubleInstance>{"%f"};
 
 template <class Instance>
 NQStatus write_number(JsonWriter& writer, InstanceHeader* instance, bool in_dictionary) noexcept {
+    static_assert(kNumberFormat<Instance>.length != 0, "the record is no number");
     NQ_TRY(writer.indent_value(in_dictionary));
     return writer.write_formatted(Lead::kNothing, &kNumberFormat<Instance>,
                                   widened(reinterpret_cast<Instance*>(instance)->value));
@@ -152,26 +154,45 @@ NQStatus write_dictionary(JsonWriter& writer, InstanceHeader* instance,
 using WriteValue = NQStatus (*)(JsonWriter& writer, InstanceHeader* instance,
                                 bool in_dictionary) noexcept;
 
-// In the order of the kinds, of which the last, a character, cannot be written.
+// What writes each record; null where it cannot be written.
+template <class Record>
+inline constexpr WriteValue kWriteValue = write_number<Record>;
+template <>
+inline constexpr WriteValue kWriteValue<NQU8String> = write_string;
+template <>
+inline constexpr WriteValue kWriteValue<NQString> = write_string;
+template <>
+inline constexpr WriteValue kWriteValue<NQArray> = write_array;
+template <>
+inline constexpr WriteValue kWriteValue<NQDictionary> = write_dictionary;
+template <>
+inline constexpr WriteValue kWriteValue<NQBooleanInstance> = write_boolean;
+template <>
+inline constexpr WriteValue kWriteValue<NQTime> = write_time;
+template <>
+inline constexpr WriteValue kWriteValue<NQCalendarDate> = write_calendar_date;
+template <>
+inline constexpr WriteValue kWriteValue<NQDateTime> = write_date_time;
+template <>
+inline constexpr WriteValue kWriteValue<NQCalendarDateTime> = write_calendar_date_time;
+template <>
+inline constexpr WriteValue kWriteValue<NQData> = write_data;
+template <>
+inline constexpr WriteValue kWriteValue<NQCharInstance> = nullptr;
+
 constexpr WriteValue kWriters[] = {
-    write_string,
-    write_string,
-    write_array,
-    write_dictionary,
-    write_boolean,
-    write_number<NQInt32Instance>,
-    write_number<NQInt64Instance>,
-    write_number<NQUInt32Instance>,
-    write_number<NQUInt64Instance>,
-    write_number<NQDoubleInstance>,
-    write_time,
-    write_calendar_date,
-    write_date_time,
-    write_calendar_date_time,
-    write_data,
+#define NQ_WRITER(kind, name, Record) kWriteValue<Record>,
+    NQ_INSTANCE_KINDS(NQ_WRITER)
+#undef NQ_WRITER
 };
-static_assert(std::size(kWriters) == static_cast<std::size_t>(Kind::kChar));
-constexpr KindSet kWritable = KindSet::before(Kind::kChar);
+
+constexpr KindSet kWritable = [] {
+    KindSet writable;
+    for (std::size_t i = 0; i < kKindCount; ++i) {
+        if (kWriters[i]) writable = writable.with(static_cast<Kind>(i));
+    }
+    return writable;
+}();
 
 }  // namespace
 

@@ -1,33 +1,11 @@
 #pragma once
 #include <string_view>
 
-#include "nqinstance/core/kinds.hpp"
+#include "nqinstance/core/known.hpp"
 #include "nqinstance/host/array.h"
 #include "nqinstance/host/dictionary.h"
 
 namespace nq {
-
-// The kind of each record that validation reads.
-template <class Record>
-inline constexpr Kind kKindOf = Kind::kCount;
-template <>
-inline constexpr Kind kKindOf<NQInt32Instance> = Kind::kInt32;
-template <>
-inline constexpr Kind kKindOf<NQInt64Instance> = Kind::kInt64;
-template <>
-inline constexpr Kind kKindOf<NQUInt32Instance> = Kind::kUInt32;
-template <>
-inline constexpr Kind kKindOf<NQUInt64Instance> = Kind::kUInt64;
-template <>
-inline constexpr Kind kKindOf<NQDoubleInstance> = Kind::kDouble;
-template <>
-inline constexpr Kind kKindOf<NQString> = Kind::kString;
-template <>
-inline constexpr Kind kKindOf<NQU8String> = Kind::kU8String;
-template <>
-inline constexpr Kind kKindOf<NQArray> = Kind::kArray;
-template <>
-inline constexpr Kind kKindOf<NQDictionary> = Kind::kDictionary;
 
 inline bool is_one_of(InstanceHeader* instance, KindSet kinds) noexcept {
     return known_as(instance, kinds).kind != Kind::kCount;
