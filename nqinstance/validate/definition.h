@@ -35,8 +35,9 @@ NQ_EXPORT NQStatus jsonTypeForDefinition(NQStringApi* strings, HostPool* pool,
                                          uint8_t* isList) NQ_NOEXCEPT;
 
 /* The JSON type name of an instance, a constant of the library: "object", "integer", "double",
- * "data", "date", "datetime", "time", "string" or "boolean". Null, and what has no name, is an
- * "object": so are arrays and characters. */
+ * "data", "date", "datetime", "time", "string" or "boolean", tested in this order, which an
+ * instance that answers to two type names can tell. Null, and what has no name, is an "object": so
+ * are arrays and characters. */
 NQ_EXPORT const char* jsonTypeForInstance(InstanceHeader* instance) NQ_NOEXCEPT;
 
 NQ_END_C

@@ -1,34 +1,70 @@
 #include "nqinstance/validate/type_keywords.hpp"
 
+#include "nqinstance/validate/data_types.hpp"
+
 namespace nq {
 namespace {
 
 constexpr KindSet kIntegers{Kind::kInt32, Kind::kInt64, Kind::kUInt32, Kind::kUInt64};
-constexpr KindSet kNumbers{Kind::kInt32, Kind::kInt64, Kind::kUInt32, Kind::kUInt64, Kind::kDouble};
 constexpr KindSet kStrings{Kind::kString, Kind::kU8String};
 
-// In the order in which they are tested. The odd rows are meant: see the contract of
-// nqInstanceIsDefinitionType.
-// clang-format off
+// The odd ones are meant: see the contract of nqInstanceIsDefinitionType.
+constexpr KindSet accepted_by(DataType type) noexcept {
+    switch (type) {
+        case DataType::kArray:
+            return {Kind::kArray};
+        case DataType::kDictionary:
+            return {Kind::kDictionary};
+        case DataType::kInteger:
+            return kIntegers.with(Kind::kDouble);
+        case DataType::kDouble:
+            return {Kind::kDouble, Kind::kInt64};
+        case DataType::kBoolean:
+            return {Kind::kBoolean};
+        case DataType::kInt32:
+        case DataType::kUInt32:
+        case DataType::kInt64:
+        case DataType::kUInt64:
+            return kIntegers;
+        case DataType::kChar:
+            return {Kind::kChar};
+        case DataType::kString:
+            return kStrings;
+        case DataType::kData:
+            return {Kind::kData};
+        case DataType::kDate:
+            return {Kind::kCalendarDate};
+        case DataType::kTime:
+            return {Kind::kTime};
+        case DataType::kDateTime:
+            return {Kind::kDateTime};
+        case DataType::kInstance:
+            break;
+    }
+    return {};
+}
+
 constexpr TypeKeyword kKeywords[] = {
-    {ShortText("array"), "array", {Kind::kArray}, {}},
-    {ShortText("dictionary"), "object", {Kind::kDictionary}, {Kind::kDictionary}},
-    {ShortText("integer"), "integer", kNumbers, kIntegers},
-    {ShortText("double"), "double", {Kind::kDouble, Kind::kInt64}, {Kind::kDouble}},
-    {ShortText("boolean"), "boolean", {Kind::kBoolean}, {Kind::kBoolean}},
-    {ShortText("int32"), "int32", kIntegers, {}},
-    {ShortText("uint32"), "uint32", kIntegers, {}},
-    {ShortText("int64"), "int64", kIntegers, {}},
-    {ShortText("uint64"), "uint64", kIntegers, {}},
-    {ShortText("char"), "char", {Kind::kChar}, {}},
-    {ShortText("string"), "string", kStrings, kStrings},
-    {ShortText("data"), "data", {Kind::kData}, {Kind::kData}},
-    {ShortText("date"), "date", {Kind::kCalendarDate}, {Kind::kCalendarDate}},
-    {ShortText("time"), "time", {Kind::kTime}, {Kind::kTime}},
-    {ShortText("datetime"), "datetime", {Kind::kDateTime}, {Kind::kDateTime, Kind::kCalendarDateTime}},
-    {ShortText("instance"), nullptr, {}, {}},
+#define NQ_KEYWORD(type, keyword, json_name) \
+    {ShortText(keyword), json_name, accepted_by(DataType::type)},
+    NQ_DATA_TYPES(NQ_KEYWORD)
+#undef NQ_KEYWORD
 };
-// clang-format on
+
+struct JsonName {
+    const char* name;
+    KindSet kinds;
+};
+
+// In the order in which they are tested, which is not that of the keywords: an instance that
+// answers to the names of two kinds has the JSON name of the first row.
+constexpr JsonName kJsonNames[] = {
+    {"object", {Kind::kDictionary}}, {"integer", kIntegers},
+    {"double", {Kind::kDouble}},     {"data", {Kind::kData}},
+    {"date", {Kind::kCalendarDate}}, {"datetime", {Kind::kDateTime, Kind::kCalendarDateTime}},
+    {"time", {Kind::kTime}},         {"string", kStrings},
+    {"boolean", {Kind::kBoolean}},
+};
 
 }  // namespace
 
@@ -41,8 +77,8 @@ const TypeKeyword* keyword_of(InstanceHeader* data_type) noexcept {
 }
 
 const char* json_name_of(InstanceHeader* instance) noexcept {
-    for (const TypeKeyword& row : kKeywords) {
-        if (is_one_of(instance, row.describes)) return row.json_name;
+    for (const JsonName& row : kJsonNames) {
+        if (is_one_of(instance, row.kinds)) return row.name;
     }
     return nullptr;
 }

@@ -8,13 +8,12 @@ struct TypeKeyword {
     ShortText keyword;
     const char* json_name;  // null: "instance", which "expectedTypes" explain
     KindSet accepts;        // the instances that match it
-    KindSet describes;      // those whose JSON name is this one
 };
 
 // The keyword that "dataType" holds, or null.
 const TypeKeyword* keyword_of(InstanceHeader* data_type) noexcept;
 
-// The JSON name of the keyword that describes the instance, or null.
+// The JSON name of the instance, or null where it has none.
 const char* json_name_of(InstanceHeader* instance) noexcept;
 
 }  // namespace nq

@@ -323,6 +323,50 @@ TEST_F(DefinitionAbi, JsonNamesOfInstances) {
     release(wrapped);
 }
 
+// The type names with their JSON names, in the order in which an instance is asked for them.
+struct JsonName {
+    const char* type_name;
+    const char* json_name;
+};
+constexpr std::array<JsonName, 14> kJsonNames{{
+    {"NQDictionary", "object"},
+    {"NQInt32Instance", "integer"},
+    {"NQInt64Instance", "integer"},
+    {"NQUInt32Instance", "integer"},
+    {"NQUInt64Instance", "integer"},
+    {"NQDoubleInstance", "double"},
+    {"NQData", "data"},
+    {"NQCalendarDateInstance", "date"},
+    {"NQDateTimeInstanceName", "datetime"},
+    {"NQCalendarDateTimeInstance", "datetime"},
+    {"NQTimeInstance", "time"},
+    {"NQString", "string"},
+    {"NQU8String", "string"},
+    {"NQBooleanInstance", "boolean"},
+}};
+
+// An instance of another extension that answers to two type names.
+struct TwoNamed {
+    InstanceHeader header{};
+    std::array<std::string_view, 2> names;
+};
+
+TEST_F(DefinitionAbi, TheFirstOfTwoNamesDecides) {
+    TwoNamed both{.names = {}};
+    both.header.typeName = "TwoNamed";
+    both.header.isType = [](InstanceHeader* self, const char* name) noexcept -> std::int32_t {
+        const auto& names = reinterpret_cast<TwoNamed*>(self)->names;
+        return name == names[0] || name == names[1];
+    };
+    for (std::size_t first = 0; first < kJsonNames.size(); ++first) {
+        for (std::size_t second = first; second < kJsonNames.size(); ++second) {
+            both.names = {kJsonNames[first].type_name, kJsonNames[second].type_name};
+            EXPECT_STREQ(api()->typeForInstance(&both.header), kJsonNames[first].json_name)
+                << both.names[0] << " and " << both.names[1];
+        }
+    }
+}
+
 TEST_F(DefinitionAbi, ValidationBeginsWithTheType) {
     NQDictionary* given = typed("integer", {{"max", int32(5)}});
     EXPECT_EQ(check_data(int32(5), given), kValid);
