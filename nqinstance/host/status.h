@@ -1,8 +1,9 @@
+/* Written by generate/statuses.py from generate/statuses.tsv; not to be edited. */
 #pragma once
 #include "nqinstance/host/base.h"
 
-/* The statuses that the library returns or gives a meaning to. */
 /* clang-format off */
+/* The statuses that the library returns or gives a meaning to. */
 #define NQ_STATUS_OK 0x00000000u
 #define NQ_STATUS_NO_MEMORY 0x803fc002u        /* a pool had no memory */
 #define NQ_STATUS_INVALID_ARGUMENT 0x803fc003u /* an argument is missing, or a resize was refused */
@@ -14,25 +15,25 @@
 #define NQ_STATUS_UNCONVERTIBLE 0x803fe813u    /* the file holds bytes that cannot be converted */
 #define NQ_STATUS_TRUNCATED 0x803fe814u        /* the input ends inside a character */
 #define NQ_STATUS_UNKNOWN_JUSTIFICATION 0x803fe835u
-#define NQ_STATUS_NO_LOCALE 0x803fe862u   /* locale case mapping called without a locale */
-#define NQ_STATUS_END_OF_FILE 0x80bfe80au /* a file has no more bytes */
+#define NQ_STATUS_NO_LOCALE 0x803fe862u        /* locale case mapping called without a locale */
+#define NQ_STATUS_END_OF_FILE 0x80bfe80au      /* a file has no more bytes */
 
 /* Configuration syntax. */
 #define NQ_STATUS_UNCLOSED_SECTION 0x8bbff853u /* a section header without "]" */
 #define NQ_STATUS_MISSING_EQUALS 0x8bbff854u   /* a key/value line without "=" */
 
 /* Validation: verdicts, and the statuses of checks that cannot be made. */
-#define NQ_STATUS_NOT_CONVERTIBLE 0x8bbff858u     /* a bound or accepted value is of another type */
-#define NQ_STATUS_NO_DATA_TYPE 0x8bbff887u        /* the definition has no "dataType" */
-#define NQ_STATUS_VALUES_NOT_ARRAY 0x8bbff889u    /* "values" is no array */
-#define NQ_STATUS_UNKNOWN_DATA_TYPE 0x8bbff88au   /* "dataType" is no keyword */
-#define NQ_STATUS_NESTED_INSTANCE 0x8bbff88bu     /* "instance" inside "expectedTypes" */
-#define NQ_STATUS_RANGE_WITHOUT_MIN 0x8bbff898u   /* a range in "values" has no "min" */
-#define NQ_STATUS_RANGE_WITHOUT_MAX 0x8bbff899u   /* a range in "values" has no "max" */
-#define NQ_STATUS_WRONG_TYPE 0x8bbff89au          /* verdict: another type than the definition's */
-#define NQ_STATUS_OUT_OF_BOUNDS 0x8bbff89fu       /* verdict: below "min" or above "max" */
-#define NQ_STATUS_NOT_ACCEPTED 0x8bbff8a0u        /* verdict: none of "values" */
-#define NQ_STATUS_NOT_A_DICTIONARY 0x8bbff8cbu    /* the definition is no dictionary */
+#define NQ_STATUS_NOT_CONVERTIBLE 0x8bbff858u   /* a bound or accepted value is of another type */
+#define NQ_STATUS_NO_DATA_TYPE 0x8bbff887u      /* the definition has no "dataType" */
+#define NQ_STATUS_VALUES_NOT_ARRAY 0x8bbff889u  /* "values" is no array */
+#define NQ_STATUS_UNKNOWN_DATA_TYPE 0x8bbff88au /* "dataType" is no keyword */
+#define NQ_STATUS_NESTED_INSTANCE 0x8bbff88bu   /* "instance" inside "expectedTypes" */
+#define NQ_STATUS_RANGE_WITHOUT_MIN 0x8bbff898u /* a range in "values" has no "min" */
+#define NQ_STATUS_RANGE_WITHOUT_MAX 0x8bbff899u /* a range in "values" has no "max" */
+#define NQ_STATUS_WRONG_TYPE 0x8bbff89au        /* verdict: another type than the definition's */
+#define NQ_STATUS_OUT_OF_BOUNDS 0x8bbff89fu     /* verdict: below "min" or above "max" */
+#define NQ_STATUS_NOT_ACCEPTED 0x8bbff8a0u      /* verdict: none of "values" */
+#define NQ_STATUS_NOT_A_DICTIONARY 0x8bbff8cbu  /* the definition is no dictionary */
 
 /* Messages of a validation run, for signed, unsigned and double values. Their arguments are the
  * value and, but for the last three, the bound that it misses. */

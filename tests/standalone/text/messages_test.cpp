@@ -6,71 +6,10 @@
 #include <set>
 #include <string>
 
-#include "standalone/base/statuses.hpp"
+#include "standalone/text/message_table.hpp"
 
 namespace nq {
 namespace {
-
-// What a message is given, in the order of its directives.
-enum class Arguments { kNone, kSigned, kTwoSigned, kUnsigned, kTwoUnsigned, kReal, kTwoReals };
-
-struct Code {
-    NQStatus code;
-    Arguments arguments;
-};
-
-constexpr Code kCodes[] = {
-    {NQ_STATUS_OK, Arguments::kNone},
-    {NQ_STATUS_NO_MEMORY, Arguments::kNone},
-    {NQ_STATUS_INVALID_ARGUMENT, Arguments::kNone},
-    {NQ_STATUS_UNSUPPORTED, Arguments::kNone},
-    {NQ_STATUS_NO_SERVICE, Arguments::kNone},
-    {NQ_STATUS_NO_EXTENSION, Arguments::kNone},
-    {NQ_STATUS_BUFFER_TOO_SMALL, Arguments::kNone},
-    {NQ_STATUS_MALFORMED, Arguments::kNone},
-    {NQ_STATUS_UNCONVERTIBLE, Arguments::kNone},
-    {NQ_STATUS_TRUNCATED, Arguments::kNone},
-    {NQ_STATUS_UNKNOWN_JUSTIFICATION, Arguments::kNone},
-    {NQ_STATUS_NO_LOCALE, Arguments::kNone},
-    {NQ_STATUS_END_OF_FILE, Arguments::kNone},
-    {NQ_STATUS_UNCLOSED_SECTION, Arguments::kNone},
-    {NQ_STATUS_MISSING_EQUALS, Arguments::kNone},
-    {NQ_STATUS_NOT_CONVERTIBLE, Arguments::kNone},
-    {NQ_STATUS_NO_DATA_TYPE, Arguments::kNone},
-    {NQ_STATUS_VALUES_NOT_ARRAY, Arguments::kNone},
-    {NQ_STATUS_UNKNOWN_DATA_TYPE, Arguments::kNone},
-    {NQ_STATUS_NESTED_INSTANCE, Arguments::kNone},
-    {NQ_STATUS_RANGE_WITHOUT_MIN, Arguments::kNone},
-    {NQ_STATUS_RANGE_WITHOUT_MAX, Arguments::kNone},
-    {NQ_STATUS_WRONG_TYPE, Arguments::kNone},
-    {NQ_STATUS_OUT_OF_BOUNDS, Arguments::kNone},
-    {NQ_STATUS_NOT_ACCEPTED, Arguments::kNone},
-    {NQ_MESSAGE_SIGNED_BELOW_MIN, Arguments::kTwoSigned},
-    {NQ_MESSAGE_UNSIGNED_BELOW_MIN, Arguments::kTwoUnsigned},
-    {NQ_MESSAGE_DOUBLE_BELOW_MIN, Arguments::kTwoReals},
-    {NQ_MESSAGE_SIGNED_ABOVE_MAX, Arguments::kTwoSigned},
-    {NQ_MESSAGE_UNSIGNED_ABOVE_MAX, Arguments::kTwoUnsigned},
-    {NQ_MESSAGE_DOUBLE_ABOVE_MAX, Arguments::kTwoReals},
-    {NQ_MESSAGE_SIGNED_NOT_ACCEPTED, Arguments::kSigned},
-    {NQ_MESSAGE_UNSIGNED_NOT_ACCEPTED, Arguments::kUnsigned},
-    {NQ_MESSAGE_DOUBLE_NOT_ACCEPTED, Arguments::kReal},
-    {NQ_STATUS_NOT_A_DICTIONARY, Arguments::kNone},
-    {NQ_HOST_STATUS_NOT_FOUND, Arguments::kNone},
-    {NQ_HOST_STATUS_IS_DIRECTORY, Arguments::kNone},
-    {NQ_HOST_STATUS_ACCESS_DENIED, Arguments::kNone},
-    {NQ_HOST_STATUS_OPEN_ERROR, Arguments::kNone},
-    {NQ_HOST_STATUS_READ_ERROR, Arguments::kNone},
-    {NQ_HOST_STATUS_UNKNOWN_ENCODING, Arguments::kNone},
-    {NQ_HOST_STATUS_JSON_SYNTAX, Arguments::kNone},
-    {NQ_HOST_STATUS_JSON_NUMBER, Arguments::kNone},
-    {NQ_HOST_STATUS_JSON_ENCODING, Arguments::kNone},
-    {NQ_HOST_STATUS_JSON_TOO_DEEP, Arguments::kNone},
-    {NQ_HOST_STATUS_JSON_TOO_LARGE, Arguments::kNone},
-    {NQ_HOST_STATUS_UNKNOWN_HANDLE, Arguments::kNone},
-    {NQ_HOST_STATUS_DUPLICATE_HANDLE, Arguments::kNone},
-    {NQ_HOST_STATUS_UNKNOWN_OPTION, Arguments::kNone},
-    {NQ_HOST_STATUS_UNKNOWN_KEY, Arguments::kNone},
-};
 
 std::string directives_of(std::string_view text) {
     std::string directives;
@@ -81,20 +20,24 @@ std::string directives_of(std::string_view text) {
     return directives;
 }
 
-const char* expected_directives(Arguments arguments) {
-    switch (arguments) {
-        case Arguments::kSigned:
-            return "%lld";
-        case Arguments::kTwoSigned:
+// The directives of the arguments that a message is given, in their order.
+const char* expected_directives(NQStatus code) {
+    switch (code) {
+        case NQ_MESSAGE_SIGNED_BELOW_MIN:
+        case NQ_MESSAGE_SIGNED_ABOVE_MAX:
             return "%lld%lld";
-        case Arguments::kUnsigned:
-            return "%llu";
-        case Arguments::kTwoUnsigned:
+        case NQ_MESSAGE_SIGNED_NOT_ACCEPTED:
+            return "%lld";
+        case NQ_MESSAGE_UNSIGNED_BELOW_MIN:
+        case NQ_MESSAGE_UNSIGNED_ABOVE_MAX:
             return "%llu%llu";
-        case Arguments::kReal:
-            return "%.15g";
-        case Arguments::kTwoReals:
+        case NQ_MESSAGE_UNSIGNED_NOT_ACCEPTED:
+            return "%llu";
+        case NQ_MESSAGE_DOUBLE_BELOW_MIN:
+        case NQ_MESSAGE_DOUBLE_ABOVE_MAX:
             return "%.15g%.15g";
+        case NQ_MESSAGE_DOUBLE_NOT_ACCEPTED:
+            return "%.15g";
         default:
             return "";
     }
@@ -110,18 +53,15 @@ std::string message(NQStatus code, ...) {
 }
 
 TEST(Messages, EveryCodeHasATextWithTheDirectivesOfItsArguments) {
-    std::set<std::string_view> texts;
-    for (const auto& [code, arguments] : kCodes) {
-        const std::string_view text = message_text(code);
-        EXPECT_TRUE(text.ends_with('.')) << std::hex << code;
-        EXPECT_EQ(directives_of(text), expected_directives(arguments)) << std::hex << code;
-        EXPECT_TRUE(texts.insert(text).second) << "twice: " << text;
+    for (const auto& [code, text] : kMessages) {
+        EXPECT_EQ(message_text(code), text) << std::hex << code;
+        EXPECT_EQ(directives_of(text), expected_directives(code)) << std::hex << code;
     }
 }
 
 TEST(Messages, OtherCodesHaveNone) {
     std::set<NQStatus> known;
-    for (const Code& code : kCodes) known.insert(code.code);
+    for (const Message& row : kMessages) known.insert(row.code);
     const auto check = [&](NQStatus code) {
         if (known.contains(code)) return;
         EXPECT_EQ(message_text(code), "") << std::hex << code;
