@@ -23,7 +23,8 @@ int64_t find(const NQU8String& line, uint8_t character) noexcept {
 
 bool is_blank(uint8_t byte) noexcept { return byte == '\t' || byte == ' '; }
 
-// What of a read stays with the pool after a line, all of which is meant.
+// What of a read is left with the pool on purpose after a line. Released, it would be missing from
+// what a host finds in the pool.
 enum class Kept { kNothing, kLine, kEverything };
 
 // Puts one line after the other into the dictionaries.
@@ -75,7 +76,8 @@ class ConfigurationParser {
         NQ_TRY(make_trimmed(right, value));
 
         if (nested_ && is_indented) return set(nested_, key.get(), value.get());
-        // The line that ends a nested block does not open another one, which is meant.
+        // The line that ends a nested block does not open another one, on purpose: "b =" behind the
+        // block of "a =" is an empty text and not a dictionary.
         const bool ends_block = nested_ != nullptr;
         nested_ = nullptr;
         if (ends_block || value->length) return set(target_, key.get(), value.get());

@@ -10,7 +10,7 @@ NQ_BEGIN_C
  * Stores the dictionary, held once by the caller, in `*dictionary`; on any failure it is
  * untouched. `*lineNumber` is -1 from the moment the file is open, and the number of the offending
  * line, counted from 0, after a syntax error; `lineNumber` may be null. All memory is of `pool`,
- * and two things are meant to stay in it until the pool is destroyed: the string object of each
+ * and two things are left in it on purpose until the pool is destroyed: the string object of each
  * comment line, and everything that is alive at a syntax error (dictionaries, reader with its file
  * and holds, line). Every other failure gives back all but the comment lines.
  *

@@ -76,7 +76,8 @@ NQStatus read_raw(NQTextReader& reader, uint64_t& total) noexcept {
 NQStatus convert(NQTextReader& reader, uint64_t total) noexcept {
     Transcoder* transcoder = reader.transcoder;
     TranscoderState* state = reader.convState;
-    // Less the left-over count, not plus it: this is meant.
+    // Less the left-over count, not plus it, on purpose: plus it, the lines of a file would be
+    // others where a transcoder leaves bytes over.
     const uint64_t source_bytes = total < reader.leftover ? 0 : total - reader.leftover;
     uint64_t written = 0;
     const NQStatus status =
@@ -184,7 +185,8 @@ NQStatus nqTextReaderCreate(InstanceApi* api, HostPool* pool, NQTextReader** rea
             static_cast<NQChar*>(pool->alloc(pool, nq::kCapacity * nq::kBytesPerPlace, 0));
     }
     if (!made->charBuffer) {
-        // Only the reader goes back: a state block stays with the pool, which is meant.
+        // Only the reader goes back. The state block is left with the pool on purpose: freed, it
+        // would be one call of the host more, which may fail.
         pool->free(pool, made);
         return NQ_STATUS_NO_MEMORY;
     }
@@ -214,7 +216,7 @@ NQStatus nqTextReaderOpen(NQTextReader* reader, const char* fileName) noexcept {
                                   mwStrLen(fileName), NQ_ENCODING_UTF8));
     NQIoeApi* ioe = reader->ioeExt;
     const IoeParameters io_parameters{};
-    // A file opened before is replaced without being closed, which is meant.
+    // A file opened before is replaced and not closed, on purpose: its holder may still read it.
     reader->file = ioe->openFile(ioe, name->bytes, name->length, &request.parameters, 0, 0, "file",
                                  &request.status, &io_parameters);
     return request.status;

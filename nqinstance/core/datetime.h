@@ -83,8 +83,9 @@ NQ_EXPORT NQStatus nqInstanceCalendarDateTimeDestroy(InstanceHeader* instance) N
 NQ_EXPORT NQStatus nqInstanceDateTimeDestroy(InstanceHeader* instance) NQ_NOEXCEPT;
 
 /* Seconds of a calendar date. The current month counts in full, so 1960-01-01 is 2678400; before
- * 1960 the position inside the year counts away from the epoch. Both are meant. Takes time linear
- * in the number of years from 1960: in the order of a second for a billion. */
+ * 1960 the position inside the year counts away from the epoch. Both are on purpose: otherwise the
+ * seconds that programs have stored would stand for other dates. Takes time linear in the number of
+ * years from 1960: in the order of a second for a billion. */
 NQ_EXPORT double nqCalDateGetDate(NQCalendarDate* date) NQ_NOEXCEPT;
 
 /* Seconds of a time of day; the zone offset is added. */

@@ -40,8 +40,8 @@ NQ_EXPORT NQStatus nqzFormat2BuffV(NQContext** context, const NQChar* format, ui
                                    NQChar* buffer, uint64_t capacity, uint64_t* outLength,
                                    va_list arguments) NQ_NOEXCEPT;
 
-/* Renders a message and returns the service's result word. `third` is not passed on: that is
- * meant. */
+/* Renders a message and returns the service's result word. `third` is not passed on, on
+ * purpose: the service takes four words, and given `third` it would take `fourth` for another. */
 NQ_EXPORT uint64_t nqzRender(NQContext* context, void* first, void* second, void* third,
                              void* fourth, void* fifth) NQ_NOEXCEPT;
 NQ_EXPORT uint64_t nqzRender2(NQContext** context, void* first, void* second, void* third,

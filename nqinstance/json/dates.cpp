@@ -117,7 +117,8 @@ NQStatus write_moment(JsonWriter& writer, Lead lead, const MomentFormats& format
     return fields.write(writer, lead, formats.formats[moment.clock.millisecond != 0][zone_style]);
 }
 
-// Any flag but 0 counts here, unlike in the conversions to seconds, which want 1: that is meant.
+// Any flag but 0 counts here, on purpose: a zone whose flag is 2 is written, though the conversions
+// to seconds, which want 1, leave it out.
 bool has_nonzero_zone(double offset, uint8_t flag) noexcept { return flag && offset != 0.0; }
 
 }  // namespace

@@ -15,7 +15,8 @@ NQ_BEGIN_C
  *
  * A wrapped handle is written as the object it wraps, under the type name it answers to. Keys are
  * not escaped; in strings only the double quote, the backslash, the tab and the line feed are. Both
- * are meant, so text that holds others of JSON's special characters is no legal JSON.
+ * are on purpose: readers get the other characters as they are, and text that holds others of
+ * JSON's special characters is no legal JSON.
  *
  * After a failure a string made by the call is gone and `*out` is null; the caller's own keeps the
  * text written so far. Nothing else is left behind.

@@ -34,7 +34,7 @@ NQStatus write_number(JsonWriter& writer, InstanceHeader* instance, bool in_dict
                                   widened(reinterpret_cast<Instance*>(instance)->value));
 }
 
-// Any byte but 1 is false: that is meant.
+// Any byte but 1 is false, on purpose: a boolean that holds 2 is written as false.
 NQStatus write_boolean(JsonWriter& writer, InstanceHeader* instance, bool in_dictionary) noexcept {
     NQ_TRY(writer.indent_value(in_dictionary));
     return writer.write(reinterpret_cast<NQBooleanInstance*>(instance)->value == 1 ? "true"
@@ -134,7 +134,8 @@ NQStatus write_entry(JsonWriter& writer, NQDictionary* dictionary, NQU8String* k
     return write_value(writer, true, value);
 }
 
-// Unlike an array's, the closing brace has no indentation but `bracketIndent`: that is meant.
+// Unlike an array's, the closing brace has no indentation but `bracketIndent`, on purpose: with
+// `currentIndent` before it, every nested brace would stand farther to the right.
 NQStatus write_dictionary(JsonWriter& writer, InstanceHeader* instance,
                           bool in_dictionary) noexcept {
     auto* dictionary = reinterpret_cast<NQDictionary*>(instance);

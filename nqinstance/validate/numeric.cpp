@@ -47,7 +47,8 @@ struct Facts {
 template <class Instance>
 using ValueOf = decltype(Instance::value);
 
-// The unsigned 64-bit numbers take no keywords: that is meant.
+// The unsigned 64-bit numbers take no keywords, on purpose: "max" as their bound is refused and
+// does not stand for the largest value.
 template <class Instance>
 constexpr Facts<ValueOf<Instance>> kFacts{};
 template <>
@@ -61,7 +62,8 @@ constexpr Facts<uint64_t> kFacts<NQUInt64Instance>{false, truncate_uint64, kUnsi
 template <>
 constexpr Facts<double> kFacts<NQDoubleInstance>{true, same_double, kDoubleCodes};
 
-// The smallest value of a double is its smallest positive normal one: that is meant.
+// The smallest value of a double is its smallest positive normal one, on purpose: "min" as a bound
+// refuses 0 and every negative double.
 template <class Value>
 bool take_keyword(const Known& known, Value* value) noexcept {
     constexpr ShortText kMin("min");

@@ -8,7 +8,8 @@ namespace {
 constexpr KindSet kIntegers{Kind::kInt32, Kind::kInt64, Kind::kUInt32, Kind::kUInt64};
 constexpr KindSet kStrings{Kind::kString, Kind::kU8String};
 
-// The odd ones are meant: see the contract of nqInstanceIsDefinitionType.
+// The instances that match each data type. The odd ones are on purpose and part of the contract of
+// nqInstanceIsDefinitionType; made regular, they would refuse what definitions accept today.
 constexpr KindSet accepted_by(DataType type) noexcept {
     switch (type) {
         case DataType::kArray:

@@ -52,9 +52,10 @@ NQ_EXPORT NQStatus nqInstanceValidate(InstanceHeader* instance, NQDictionary* de
                                       uint32_t* validationStatus, ValidationRun* run) NQ_NOEXCEPT;
 
 /* Checks the value of the instance against a definition given as JSON text, UTF-8 and
- * zero-terminated, with the instance's own `validate` alone: "dataType" is not looked at, which is
- * meant. The definition lives in a temporary pool of the host and is gone afterwards. Of a null
- * `json` the extension "nqinstjson" is loaded for the moment.
+ * zero-terminated, with the instance's own `validate` alone. "dataType" is not looked at, on
+ * purpose: a text without one, or with another type's, is checked all the same. The definition
+ * lives in a temporary pool of the host and is gone afterwards. Of a null `json` the extension
+ * "nqinstjson" is loaded for the moment.
  * NQ_STATUS_INVALID_ARGUMENT: "nqinstjson" could not be loaded, `instance` is null, or the text is
  * null and the instance has checks of its own.
  * NQ_STATUS_NOT_A_DICTIONARY: the text is no object, and the instance has checks of its own.
