@@ -12,8 +12,8 @@ namespace {
 using HeaderDestroy = decltype(InstanceHeader::destroyHook);
 using HeaderClone = decltype(InstanceHeader::clone);
 
-// One function pointer for another; a word of the header holds operations that take more
-// arguments than the header says.
+// Casts a function pointer: a word of the header may hold an operation that takes more arguments
+// than the header's type says.
 template <class To, class From>
 To hook_cast(From hook) noexcept {
     return reinterpret_cast<To>(reinterpret_cast<void (*)()>(hook));

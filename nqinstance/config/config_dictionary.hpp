@@ -3,7 +3,7 @@
 
 namespace nq {
 
-// What a dictionary's destroy is called with beside the dictionary, whatever it is.
+// A dictionary's destroy hook. Whatever it is called with beside the dictionary is handed on.
 using DestroyHook = NQStatus (*)(void* self, void*, void*, void*, void*, void*) NQ_NOEXCEPT;
 
 // The clone operation of a sibling extension's object, which is given the extension as well.
@@ -11,7 +11,7 @@ using CloneHook = NQStatus (*)(NQDictionary* self, HostPool* pool, uint32_t flag
                                NQDictionary** out, NQDictionaryApi* extension) NQ_NOEXCEPT;
 
 // A dictionary of the dictionary extension, moved into a larger block so that it can hold the
-// extension for as long as it lives. All but the three changed words is the extension's.
+// extension for as long as it lives. The extension fills all but the three changed words.
 struct ConfigDictionary {
     NQDictionary dictionary;
     DestroyHook saved_destroy;

@@ -16,8 +16,8 @@ struct InstanceKind {
 
 inline constexpr const char kHandleTypeName[] = "NQHandleInstance";
 
-// A wrapped handle answers to the type of what it wraps, but only that has the type's fields. Null
-// when nothing is wrapped.
+// The instance that has the fields of the type. A wrapped handle answers to the type of what it
+// wraps and has none of them itself; null when it wraps nothing.
 inline InstanceHeader* unwrapped(InstanceHeader* instance) noexcept {
     const char* type_name = instance->typeName;
     if (!type_name || !is_same_name(type_name, kHandleTypeName)) return instance;

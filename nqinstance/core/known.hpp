@@ -10,9 +10,9 @@ struct Known {
     InstanceHeader* fields = nullptr;
 };
 
-// The first of the kinds to whose name the instance answers. Null answers to none. What the library
-// made is told by the address of its name and need not be asked; a wrapped handle has a name of its
-// own.
+// The first of the kinds to whose name the instance answers. Null answers to none. An instance that
+// the library made is recognised by the address of its type name and is not asked. A wrapped handle
+// has a type name of its own, so it is asked.
 inline Known known_as(InstanceHeader* instance, KindSet kinds) noexcept {
     if (!instance) return {};
     // A name that stands before the list wraps to a place far behind it.

@@ -85,7 +85,7 @@ NQStatus format_status(Context context, NQStatus status, void* first, void* seco
 }  // namespace
 }  // namespace nq
 
-// A variadic routine is the call of its list-taking twin with the values behind `last`.
+// A variadic routine calls the one that takes a va_list, with the values behind `last`.
 #define NQ_RETURN_TWIN(twin, last, ...)            \
     va_list values;                                \
     va_start(values, last);                        \

@@ -9,7 +9,7 @@
 namespace nq {
 namespace {
 
-// The arguments of a format in their order; a format leaves alone what follows its own.
+// The arguments of a format, in their order. A format reads as many of them as it has directives.
 class Fields {
   public:
     void add(int64_t value) noexcept { values_[count_++] = value; }
@@ -47,8 +47,8 @@ struct Moment {
     Zone zone;  // only with has_zone
 };
 
-// The seconds of an offset are dropped. Only the calendar kinds truncate it first, which shows
-// where it is beyond 32 bits.
+// The seconds of an offset are dropped. A time splits its offset as it is; the other kinds truncate
+// theirs first, which shows where it is beyond 32 bits.
 Zone split_zone(double offset, double magnitude) noexcept {
     Zone zone{.sign = offset < 0.0 ? '-' : '+'};
     nqzdhms(magnitude, &zone.hours, &zone.minutes, nullptr);

@@ -64,8 +64,8 @@ uint64_t count_escapes(const uint8_t* bytes, uint64_t length) noexcept {
     return count;
 }
 
-// Moves the text that starts at `gap` to the front and escapes it; as many escapes as the gap has
-// bytes are in it, so the text written never passes the text read and ends where that ended.
+// Moves the text that starts at `gap` to the front and escapes it. The gap has a byte for each
+// escape, so writing never overtakes reading, and both end at the same place.
 void escape_into_gap(uint8_t* bytes, uint64_t gap, uint64_t length) noexcept {
     uint64_t write = 0;
     uint64_t read = gap;
@@ -79,7 +79,7 @@ void escape_into_gap(uint8_t* bytes, uint64_t gap, uint64_t length) noexcept {
     }
 }
 
-// What an insertion puts into the gap, to be written over.
+// The bytes of which the gap is made; escape_into_gap overwrites them.
 constexpr std::array<uint8_t, 256> kBackslashes = [] {
     std::array<uint8_t, 256> run{};
     for (uint8_t& byte : run) byte = '\\';

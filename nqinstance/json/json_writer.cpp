@@ -20,7 +20,7 @@ struct Layout {
     bool is_indented;
 };
 
-// The caller's string variable, with the rule for a string that this call put there.
+// The caller's string variable. A string that this call puts there is taken back after a failure.
 class Output {
   public:
     explicit Output(NQU8String** variable) noexcept : variable_(variable) {}

@@ -41,7 +41,7 @@ NQStatus write_boolean(JsonWriter& writer, InstanceHeader* instance, bool in_dic
                                                                                    : "false");
 }
 
-// Text that the string service makes for the moment, between double quotes. `make(text)` makes it.
+// Writes a text between double quotes. `make(text)` has the string service make it.
 template <class Make>
 NQStatus write_made_text(JsonWriter& writer, bool in_dictionary, Make make) noexcept {
     NQ_TRY(writer.indent_value(in_dictionary));

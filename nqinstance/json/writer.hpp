@@ -13,7 +13,7 @@ inline std::string_view text_of(const NQU8String& string) noexcept {
     return {reinterpret_cast<const char*>(string.bytes), string.length};
 }
 
-// What comes before formatted text once it is known that it could be formatted.
+// What is written before formatted text, once the formatting has succeeded.
 enum class Lead { kNothing, kQuote, kIndentedQuote };
 
 // One conversion in progress; it lives in a block of the caller's pool.
@@ -63,7 +63,8 @@ struct JsonWriter {
     // Hands to the output what `write` gathered.
     NQStatus flush() noexcept;
 
-    // Before a string is read: the output itself is to be read with what was gathered for it.
+    // Called before a string is read: where it is the output itself, it must hold what was gathered
+    // for it.
     NQStatus flush_if_output(const NQU8String* string) noexcept {
         return string == out ? flush() : NQ_STATUS_OK;
     }

@@ -12,7 +12,7 @@ namespace {
 
 constexpr std::string_view kDataType = "dataType";
 
-// The definitions under "expectedTypes", null where there is none.
+// The definitions under "expectedTypes".
 class ExpectedTypes {
   public:
     // False: everything is expected.

@@ -25,8 +25,8 @@ inline bool find(NQDictionary* dictionary, std::string_view key, InstanceHeader*
                             value);
 }
 
-// The record when the library itself made the instance as one of its kind; null otherwise, which
-// says nothing.
+// The record when the library itself made the instance as one of its kind. After null the instance
+// may still answer to the name of the kind.
 template <class Record>
 const Record* made_as(InstanceHeader* instance) noexcept {
     const bool is_own = instance && instance->typeName == type_name(kKindOf<Record>) &&

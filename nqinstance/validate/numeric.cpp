@@ -91,7 +91,7 @@ NQStatus take(const Known& known, Value* value) noexcept {
     return NQ_STATUS_OK;
 }
 
-// Apart from its callers, which have the usual case at hand: a number of the kind itself.
+// Not inlined: its callers treat the usual case, a number of the kind itself, before they call it.
 template <class Instance>
 [[gnu::noinline]] NQStatus convert(const Known& known, ValueOf<Instance>* value) noexcept {
     constexpr auto& facts = kFacts<Instance>;

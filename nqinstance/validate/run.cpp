@@ -59,9 +59,9 @@ NQStatus nqInstanceStartValidate(InstanceApi*, NQStringApi* strings, NQArrayApi*
     run->finish = nqInstanceFinishValidate;
     nq::read_log_option(*run);
     if (const NQStatus status = nq::open(*run, strings, arrays)) {
-        // The place of the pointer and not the record, on purpose, for which the contract tells the
-        // caller what to have there. The record's own pool, array and extensions are left as they
-        // are; finished, they would be missing from what a host finds in the pool.
+        // The place of the pointer and not the record, on purpose: the contract tells the caller
+        // what to have there. The record and what it holds stay with the pool; finished, they would
+        // be missing from what a host finds there.
         nqInstanceFinishValidate(reinterpret_cast<ValidationRun*>(out));
         return status;
     }

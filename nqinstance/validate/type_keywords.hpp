@@ -3,10 +3,10 @@
 
 namespace nq {
 
-// A word that "dataType" may hold, and all that hangs on it.
+// A keyword that "dataType" may hold, and what it stands for.
 struct TypeKeyword {
     ShortText keyword;
-    const char* json_name;  // null: "instance", which "expectedTypes" explain
+    const char* json_name;  // null for "instance", whose "expectedTypes" have the names
     KindSet accepts;        // the instances that match it
 };
 
