@@ -16,59 +16,26 @@ constexpr std::size_t kServiceCallsKept = 4096;
 
 std::u32string name_of(const NQChar* name, std::uint64_t length) { return {name, name + length}; }
 
-constexpr auto kStateNames = std::to_array<const char*>(
-    {"pools", "blocks", "bytes", "strings", "texts", "arrays", "dictionaries", "files",
-     "transcoders", "string holds", "array holds", "dictionary holds", "file holds", "json holds",
-     "temporary pools", "registrations"});
-
-template <class State>
-auto fields(State& s) {
-    return std::array{std::int64_t(s.pools),
-                      std::int64_t(s.blocks),
-                      std::int64_t(s.bytes),
-                      std::int64_t(s.strings),
-                      std::int64_t(s.texts),
-                      std::int64_t(s.arrays),
-                      std::int64_t(s.dictionaries),
-                      std::int64_t(s.files),
-                      std::int64_t(s.transcoders),
-                      s.string_holds,
-                      s.array_holds,
-                      s.dictionary_holds,
-                      s.file_holds,
-                      s.json_holds,
-                      std::int64_t(s.temporary_pools),
-                      std::int64_t(s.registrations)};
-}
-
 }  // namespace
 
 HostState operator-(const HostState& a, const HostState& b) {
-    return {.pools = a.pools - b.pools,
-            .blocks = a.blocks - b.blocks,
-            .bytes = a.bytes - b.bytes,
-            .strings = a.strings - b.strings,
-            .texts = a.texts - b.texts,
-            .arrays = a.arrays - b.arrays,
-            .dictionaries = a.dictionaries - b.dictionaries,
-            .files = a.files - b.files,
-            .transcoders = a.transcoders - b.transcoders,
-            .string_holds = a.string_holds - b.string_holds,
-            .array_holds = a.array_holds - b.array_holds,
-            .dictionary_holds = a.dictionary_holds - b.dictionary_holds,
-            .file_holds = a.file_holds - b.file_holds,
-            .json_holds = a.json_holds - b.json_holds,
-            .temporary_pools = a.temporary_pools - b.temporary_pools,
-            .registrations = a.registrations - b.registrations};
+    return {
+#define NQ_DIFFERENCE(type, field, name) .field = a.field - b.field,
+        NQ_HOST_STATE(NQ_DIFFERENCE)
+#undef NQ_DIFFERENCE
+    };
 }
 
 std::ostream& operator<<(std::ostream& out, const HostState& state) {
-    const auto values = fields(state);
-    static_assert(values.size() == kStateNames.size());
+    const std::pair<std::int64_t, const char*> values[] = {
+#define NQ_VALUE(type, field, name) {static_cast<std::int64_t>(state.field), name},
+        NQ_HOST_STATE(NQ_VALUE)
+#undef NQ_VALUE
+    };
     const char* separator = "{";
-    for (std::size_t i = 0; i < values.size(); ++i) {
-        if (values[i] == 0) continue;
-        out << separator << values[i] << ' ' << kStateNames[i];
+    for (const auto& [value, name] : values) {
+        if (value == 0) continue;
+        out << separator << value << ' ' << name;
         separator = ", ";
     }
     return out << (*separator == '{' ? "{nothing}" : "}");

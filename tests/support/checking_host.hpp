@@ -46,24 +46,29 @@
 
 namespace nq::test {
 
-// All that a host has given out and not got back.
+// All that a host has given out and not got back, as X(type, field, name).
+#define NQ_HOST_STATE(X)                                  \
+    X(std::uint64_t, pools, "pools")                      \
+    X(std::uint64_t, blocks, "blocks")                    \
+    X(std::uint64_t, bytes, "bytes")                      \
+    X(std::uint64_t, strings, "strings")                  \
+    X(std::uint64_t, texts, "texts")                      \
+    X(std::uint64_t, arrays, "arrays")                    \
+    X(std::uint64_t, dictionaries, "dictionaries")        \
+    X(std::uint64_t, files, "files")                      \
+    X(std::uint64_t, transcoders, "transcoders")          \
+    X(std::int64_t, string_holds, "string holds")         \
+    X(std::int64_t, array_holds, "array holds")           \
+    X(std::int64_t, dictionary_holds, "dictionary holds") \
+    X(std::int64_t, file_holds, "file holds")             \
+    X(std::int64_t, json_holds, "json holds")             \
+    X(std::uint64_t, temporary_pools, "temporary pools")  \
+    X(std::uint64_t, registrations, "registrations")
+
 struct HostState {
-    std::uint64_t pools = 0;
-    std::uint64_t blocks = 0;
-    std::uint64_t bytes = 0;
-    std::uint64_t strings = 0;
-    std::uint64_t texts = 0;
-    std::uint64_t arrays = 0;
-    std::uint64_t dictionaries = 0;
-    std::uint64_t files = 0;
-    std::uint64_t transcoders = 0;
-    std::int64_t string_holds = 0;
-    std::int64_t array_holds = 0;
-    std::int64_t dictionary_holds = 0;
-    std::int64_t file_holds = 0;
-    std::int64_t json_holds = 0;
-    std::uint64_t temporary_pools = 0;
-    std::uint64_t registrations = 0;
+#define NQ_FIELD_OF_STATE(type, field, name) type field = 0;
+    NQ_HOST_STATE(NQ_FIELD_OF_STATE)
+#undef NQ_FIELD_OF_STATE
 
     friend bool operator==(const HostState&, const HostState&) = default;
     friend HostState operator-(const HostState& a, const HostState& b);

@@ -6,97 +6,31 @@
 namespace nq::test {
 namespace {
 
-constexpr std::array<const char*, kCallKinds> kNames{
-    "alloc",
-    "realloc",
-    "createPool",
-    "registerHandle",
-    "loadExtension",
-    "getOption",
-    "getTempPool",
-    "newString",
-    "createFromUtf8",
-    "createEncoded",
-    "createWithCapacity",
-    "copyText",
-    "base64EncodeU8",
-    "base64URLEncodeU8",
-    "string append",
-    "string insert",
-    "string trim",
-    "string formatMessage",
-    "clone",
-    "createArray",
-    "array append",
-    "createDictionary",
-    "dictionary set",
-    "dictionary get",
-    "dictionary listKeys",
-    "openFile",
-    "read",
-    "JSON parse",
-    "createTranscoder",
-    "convert",
-    "captureMessage",
-    "formatToBuffer",
-    "renderMessage",
-    "renderFormatted",
-    "formatStatus",
-    "createNormalizer",
-    "normalize",
-    "normalizer compare",
-    "free",
-    "pool destroy",
-    "unregisterHandle",
-    "releaseTempPool",
-    "extension release",
-    "object release",
-    "file release",
-    "transcoder release",
-};
-static_assert(kNames.back() != nullptr);
-
 constexpr std::size_t kFailuresKept = 256;
 
-constexpr std::array kFileStatuses{kReadError, NQ_STATUS_NO_MEMORY, kHostWarning};
-constexpr std::array kConvertStatuses{NQ_STATUS_MALFORMED, NQ_STATUS_UNCONVERTIBLE,
-                                      NQ_STATUS_NO_MEMORY};
-constexpr std::array kTextStatuses{NQ_STATUS_NO_MEMORY, NQ_STATUS_MALFORMED, kHostWarning};
-constexpr std::array kFormatStatuses{NQ_STATUS_BUFFER_TOO_SMALL, NQ_STATUS_NO_MEMORY, kHostRefusal};
-constexpr std::array kOtherStatuses{kHostRefusal, NQ_STATUS_NO_MEMORY, kHostWarning};
+// What the services may report, by their family.
+constexpr std::array kFile{kReadError, NQ_STATUS_NO_MEMORY, kHostWarning};
+constexpr std::array kConvert{NQ_STATUS_MALFORMED, NQ_STATUS_UNCONVERTIBLE, NQ_STATUS_NO_MEMORY};
+constexpr std::array kText{NQ_STATUS_NO_MEMORY, NQ_STATUS_MALFORMED, kHostWarning};
+constexpr std::array kFormat{NQ_STATUS_BUFFER_TOO_SMALL, NQ_STATUS_NO_MEMORY, kHostRefusal};
+constexpr std::array kOther{kHostRefusal, NQ_STATUS_NO_MEMORY, kHostWarning};
+
+struct CallRow {
+    const char* name;
+    std::span<const NQStatus> statuses;
+};
+constexpr CallRow kCalls[] = {
+#define NQ_CALL_ROW(call, name, statuses) {name, statuses},
+    NQ_HOST_CALLS(NQ_CALL_ROW)
+#undef NQ_CALL_ROW
+};
 
 }  // namespace
 
-const char* call_name(Call call) { return kNames[static_cast<std::size_t>(call)]; }
+const char* call_name(Call call) { return kCalls[static_cast<std::size_t>(call)].name; }
 
 std::span<const NQStatus> statuses_of(Call call) {
-    switch (call) {
-        case Call::kOpenFile:
-        case Call::kReadFile:
-            return kFileStatuses;
-        case Call::kConvert:
-            return kConvertStatuses;
-        case Call::kNewString:
-        case Call::kCreateFromUtf8:
-        case Call::kCreateEncoded:
-        case Call::kCreateWithCapacity:
-        case Call::kCopyText:
-        case Call::kBase64:
-        case Call::kBase64Url:
-        case Call::kStringAppend:
-        case Call::kStringInsert:
-        case Call::kStringTrim:
-            return kTextStatuses;
-        case Call::kCaptureMessage:
-        case Call::kFormatToBuffer:
-        case Call::kRenderMessage:
-        case Call::kRenderFormatted:
-        case Call::kFormatStatus:
-        case Call::kFormatMessage:
-            return kFormatStatuses;
-        default:
-            return kOtherStatuses;
-    }
+    return kCalls[static_cast<std::size_t>(call)].statuses;
 }
 
 void FailurePlan::fail(Call kind, std::uint64_t n, NQStatus status, bool sticky) {

@@ -11,59 +11,68 @@
 
 namespace nq::test {
 
-// Every call that the library can make to its host and that reports whether it worked.
+// Every call that the library can make to its host and that reports whether it worked, as X(call,
+// name, what it may report). Those that give something back come last: a planned failure still does
+// it and only reports the status.
+// clang-format off
+#define NQ_HOST_CALLS(X)                                \
+    X(kAlloc, "alloc", kOther)                          \
+    X(kRealloc, "realloc", kOther)                      \
+    X(kCreatePool, "createPool", kOther)                \
+    X(kRegister, "registerHandle", kOther)              \
+    X(kLoadExtension, "loadExtension", kOther)          \
+    X(kGetOption, "getOption", kOther)                  \
+    X(kGetTempPool, "getTempPool", kOther)              \
+    X(kNewString, "newString", kText)                   \
+    X(kCreateFromUtf8, "createFromUtf8", kText)         \
+    X(kCreateEncoded, "createEncoded", kText)           \
+    X(kCreateWithCapacity, "createWithCapacity", kText) \
+    X(kCopyText, "copyText", kText)                     \
+    X(kBase64, "base64EncodeU8", kText)                 \
+    X(kBase64Url, "base64URLEncodeU8", kText)           \
+    X(kStringAppend, "string append", kText)            \
+    X(kStringInsert, "string insert", kText)            \
+    X(kStringTrim, "string trim", kText)                \
+    X(kFormatMessage, "string formatMessage", kFormat)  \
+    X(kCloneObject, "clone", kOther)                    \
+    X(kCreateArray, "createArray", kOther)              \
+    X(kArrayAppend, "array append", kOther)             \
+    X(kCreateDictionary, "createDictionary", kOther)    \
+    X(kDictionarySet, "dictionary set", kOther)         \
+    X(kDictionaryGet, "dictionary get", kOther)         \
+    X(kListKeys, "dictionary listKeys", kOther)         \
+    X(kOpenFile, "openFile", kFile)                     \
+    X(kReadFile, "read", kFile)                         \
+    X(kParseJson, "JSON parse", kOther)                 \
+    X(kCreateTranscoder, "createTranscoder", kOther)    \
+    X(kConvert, "convert", kConvert)                    \
+    X(kCaptureMessage, "captureMessage", kFormat)       \
+    X(kFormatToBuffer, "formatToBuffer", kFormat)       \
+    X(kRenderMessage, "renderMessage", kFormat)         \
+    X(kRenderFormatted, "renderFormatted", kFormat)     \
+    X(kFormatStatus, "formatStatus", kFormat)           \
+    X(kCreateNormalizer, "createNormalizer", kOther)    \
+    X(kNormalize, "normalize", kOther)                  \
+    X(kCompareTexts, "normalizer compare", kOther)      \
+    X(kFree, "free", kOther)                            \
+    X(kDestroyPool, "pool destroy", kOther)             \
+    X(kUnregister, "unregisterHandle", kOther)          \
+    X(kReleaseTempPool, "releaseTempPool", kOther)      \
+    X(kReleaseExtension, "extension release", kOther)   \
+    X(kReleaseObject, "object release", kOther)         \
+    X(kCloseFile, "file release", kOther)               \
+    X(kReleaseTranscoder, "transcoder release", kOther)
+// clang-format on
+
 enum class Call : std::uint8_t {
-    kAlloc,
-    kRealloc,
-    kCreatePool,
-    kRegister,
-    kLoadExtension,
-    kGetOption,
-    kGetTempPool,
-    kNewString,
-    kCreateFromUtf8,
-    kCreateEncoded,
-    kCreateWithCapacity,
-    kCopyText,
-    kBase64,
-    kBase64Url,
-    kStringAppend,
-    kStringInsert,
-    kStringTrim,
-    kFormatMessage,
-    kCloneObject,
-    kCreateArray,
-    kArrayAppend,
-    kCreateDictionary,
-    kDictionarySet,
-    kDictionaryGet,
-    kListKeys,
-    kOpenFile,
-    kReadFile,
-    kParseJson,
-    kCreateTranscoder,
-    kConvert,
-    kCaptureMessage,
-    kFormatToBuffer,
-    kRenderMessage,
-    kRenderFormatted,
-    kFormatStatus,
-    kCreateNormalizer,
-    kNormalize,
-    kCompareTexts,
-    // These give something back: a planned failure still does it and only reports the status.
-    kFree,
-    kDestroyPool,
-    kUnregister,
-    kReleaseTempPool,
-    kReleaseExtension,
-    kReleaseObject,
-    kCloseFile,
-    kReleaseTranscoder,
-    kCount
+#define NQ_CALL(call, name, statuses) call,
+    NQ_HOST_CALLS(NQ_CALL)
+#undef NQ_CALL
 };
 
-inline constexpr std::size_t kCallKinds = static_cast<std::size_t>(Call::kCount);
+#define NQ_ONE_MORE(...) +1
+inline constexpr std::size_t kCallKinds = NQ_HOST_CALLS(NQ_ONE_MORE);
+#undef NQ_ONE_MORE
 
 const char* call_name(Call call);
 constexpr bool gives_back(Call call) { return call >= Call::kFree; }

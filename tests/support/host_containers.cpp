@@ -236,7 +236,7 @@ NQStatus create_dictionary(NQDictionaryApi* self, HostPool* pool, void* null, NQ
 }  // namespace
 
 ArrayService::ArrayService(HostCore& core) : core_(core) {
-    table_.fill("nqarray", Extension::kArray, *this, core);
+    table_.fill(Extension::kArray, *this, core);
     table_.createArray = create_array;
 }
 
@@ -267,7 +267,7 @@ bool ArrayService::add(NQArray* self, InstanceHeader* item) {
 
 DictionaryService::DictionaryService(HostCore& core, StringService& strings, ArrayService& arrays)
     : core_(core), arrays_(arrays) {
-    table_.fill("nqdictionary", Extension::kDictionary, *this, core);
+    table_.fill(Extension::kDictionary, *this, core);
     table_.createDictionary = create_dictionary;
     table_.strings = strings.table();
 }

@@ -8,9 +8,6 @@
 namespace nq::test {
 namespace {
 
-constexpr std::array<const char*, kExtensions> kExtensionNames{
-    "nqstring", "nqarray", "nqdictionary", "nqioe", "nqinstjson"};
-
 int32_t is_type(InstanceHeader* self, const char* type) noexcept {
     return type && std::strcmp(self->typeName, type) == 0;
 }
@@ -22,6 +19,15 @@ std::atomic_ref<std::uint64_t> count_of(InstanceHeader* instance) {
 }
 
 }  // namespace
+
+const char* extension_name(Extension extension) {
+    static constexpr const char* kNames[] = {
+#define NQ_EXTENSION_NAME(extension, name) name,
+        NQ_EXTENSIONS(NQ_EXTENSION_NAME)
+#undef NQ_EXTENSION_NAME
+    };
+    return kNames[static_cast<std::size_t>(extension)];
+}
 
 HostCore::HostCore(PoolMode mode) : mode_(mode) { current_core = this; }
 
@@ -56,7 +62,8 @@ bool HostCore::alive(const void* object, const char* operation) {
 void HostCore::drop(Extension extension) {
     const auto index = static_cast<std::size_t>(extension);
     if (--holds_[index] < 0) {
-        report_fault(std::string("release of \"") + kExtensionNames[index] + "\" beyond its holds");
+        report_fault(std::string("release of \"") + extension_name(extension) +
+                     "\" beyond its holds");
     }
 }
 
@@ -66,7 +73,7 @@ void HostCore::check_use(Extension extension, const char* operation) const {
     const bool through_dictionary =
         extension == Extension::kString && holds(Extension::kDictionary) > 0;
     if (holds_[index] > 0 || kept_[index] || through_dictionary) return;
-    report_fault(std::string(operation) + " of \"" + kExtensionNames[index] +
+    report_fault(std::string(operation) + " of \"" + extension_name(extension) +
                  "\", which is not loaded");
 }
 

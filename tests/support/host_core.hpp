@@ -13,9 +13,25 @@
 
 namespace nq::test {
 
-enum class Extension : std::uint8_t { kString, kArray, kDictionary, kFile, kJson, kCount };
+// The sibling extensions, as X(extension, name).
+#define NQ_EXTENSIONS(X)           \
+    X(kString, "nqstring")         \
+    X(kArray, "nqarray")           \
+    X(kDictionary, "nqdictionary") \
+    X(kFile, "nqioe")              \
+    X(kJson, "nqinstjson")
 
-inline constexpr std::size_t kExtensions = static_cast<std::size_t>(Extension::kCount);
+enum class Extension : std::uint8_t {
+#define NQ_EXTENSION(extension, name) extension,
+    NQ_EXTENSIONS(NQ_EXTENSION)
+#undef NQ_EXTENSION
+};
+
+#define NQ_ONE_MORE(...) +1
+inline constexpr std::size_t kExtensions = NQ_EXTENSIONS(NQ_ONE_MORE);
+#undef NQ_ONE_MORE
+
+const char* extension_name(Extension extension);
 
 // What the services of one checking host share: its pools, the failure plan and the holds of the
 // extensions.
@@ -69,8 +85,8 @@ struct ExtensionTable : Api {
         return status;
     }
 
-    void fill(const char* name, Extension which, Service& owner, HostCore& host) {
-        this->handle = {NQ_MAGIC, name, release};
+    void fill(Extension which, Service& owner, HostCore& host) {
+        this->handle = {NQ_MAGIC, extension_name(which), release};
         service = &owner;
         core = &host;
         extension = which;

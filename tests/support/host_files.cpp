@@ -18,7 +18,7 @@ bool all_zero(const void* record, std::size_t size) {
 }  // namespace
 
 FileService::FileService(HostCore& core) : core_(core) {
-    table_.fill("nqioe", Extension::kFile, *this, core);
+    table_.fill(Extension::kFile, *this, core);
     table_.openFile = open;
 }
 

@@ -169,7 +169,7 @@ NQStatus parse(NQInstJsonApi* self, HostPool* pool, const std::uint8_t* text, st
 JsonService::JsonService(HostCore& core, StringService& strings, ArrayService& arrays,
                          DictionaryService& dictionaries)
     : core_(core), strings_(strings), arrays_(arrays), dictionaries_(dictionaries) {
-    table_.fill("nqinstjson", Extension::kJson, *this, core);
+    table_.fill(Extension::kJson, *this, core);
     table_.parse = parse;
 }
 

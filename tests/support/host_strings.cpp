@@ -322,7 +322,7 @@ NQStatus base64_url_encode(NQStringApi* self, const std::uint8_t* bytes, std::ui
 }  // namespace
 
 StringService::StringService(HostCore& core) : core_(core) {
-    table_.fill("nqstring", Extension::kString, *this, core);
+    table_.fill(Extension::kString, *this, core);
     table_.newString = new_string;
     table_.createFromUtf8 = create_from_utf8;
     table_.createEncoded = create_encoded;
