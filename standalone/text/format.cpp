@@ -1,15 +1,12 @@
 #include "standalone/text/format.hpp"
 
 #include <algorithm>
-#include <array>
-#include <bit>
-#include <charconv>
-#include <cmath>
 #include <cstdint>
 #include <limits>
 #include <utility>
 
 #include "standalone/base/utf8.hpp"
+#include "standalone/text/format_number.hpp"
 
 namespace nq {
 namespace {
@@ -30,27 +27,7 @@ class Arguments {
     va_list list_;
 };
 
-enum class Size { kNormal, kChar, kShort, kLong };
-
-struct Directive {
-    bool is_left = false;
-    bool has_plus = false;
-    bool has_space = false;
-    bool has_zeros = false;
-    bool is_alternate = false;
-    bool has_precision = false;
-    uint64_t width = 0;
-    uint64_t precision = 0;
-    Size size = Size::kNormal;
-    char conversion = 0;
-};
-
 constexpr uint64_t kGreatestCount = INT32_MAX;  // of a width or precision
-
-constexpr uint64_t magnitude(int64_t value) noexcept {
-    // The least value has no counterpart in its own type.
-    return value < 0 ? static_cast<uint64_t>(-(value + 1)) + 1 : static_cast<uint64_t>(value);
-}
 
 // Reads what follows a percent sign.
 template <class Unit>
@@ -116,235 +93,17 @@ class DirectiveReader {
         return directive.precision <= kGreatestCount;
     }
 
-    Size size() noexcept {
-        if (take('h')) return take('h') ? Size::kChar : Size::kShort;
-        if (take('l')) return take('l') ? Size::kNormal : Size::kLong;
+    ArgumentSize size() noexcept {
+        if (take('h')) return take('h') ? ArgumentSize::kChar : ArgumentSize::kShort;
+        if (take('l')) return take('l') ? ArgumentSize::kNormal : ArgumentSize::kLong;
         if (!take('j') && !take('z') && !take('t')) take('L');
-        return Size::kNormal;
+        return ArgumentSize::kNormal;
     }
 
     const Unit* at_;
     const Unit* end_;
     Arguments& arguments_;
 };
-
-// A number as text, in the pieces that padding and precision set apart.
-struct Number {
-    char prefix[3] = {};  // sign and 0x
-    uint64_t prefix_length = 0;
-    uint64_t zeros = 0;
-    std::string_view head;
-    bool has_point = false;  // a point follows the head
-    uint64_t more_zeros = 0;
-    std::string_view tail;  // an exponent
-
-    void add_prefix(char character) noexcept { prefix[prefix_length++] = character; }
-    uint64_t length() const noexcept {
-        return prefix_length + zeros + head.size() + has_point + more_zeros + tail.size();
-    }
-};
-
-// No double has more digits than this before or after its point; all further ones are zeros.
-constexpr uint64_t kMostDigits = 1100;
-using NumberBuffer = std::array<char, 1536>;
-
-void add_sign(const Directive& directive, bool is_negative, Number& number) noexcept {
-    if (is_negative) {
-        number.add_prefix('-');
-    } else if (directive.has_plus) {
-        number.add_prefix('+');
-    } else if (directive.has_space) {
-        number.add_prefix(' ');
-    }
-}
-
-void to_upper(char* begin, char* end) noexcept {
-    std::transform(begin, end, begin, [](char character) {
-        return character >= 'a' && character <= 'z' ? static_cast<char>(character - 32) : character;
-    });
-}
-
-uint64_t narrowed(uint64_t value, Size size, bool is_signed) noexcept {
-    switch (size) {
-        case Size::kChar:
-            return is_signed ? static_cast<uint64_t>(static_cast<int8_t>(value))
-                             : static_cast<uint8_t>(value);
-        case Size::kShort:
-            return is_signed ? static_cast<uint64_t>(static_cast<int16_t>(value))
-                             : static_cast<uint16_t>(value);
-        default:
-            return value;
-    }
-}
-
-// `value` is a magnitude; a sign and 0x are in the prefix already. Consumes the zero flag.
-void render_magnitude(uint64_t value, int base, Directive& directive, NumberBuffer& buffer,
-                      Number& number) noexcept {
-    char* const begin = buffer.data();
-    char* end = begin;
-    if (value != 0 || !directive.has_precision || directive.precision != 0)
-        end = std::to_chars(begin, begin + buffer.size(), value, base).ptr;
-    number.head = {begin, end};
-    if (!directive.has_precision) return;
-    directive.has_zeros = false;
-    if (directive.precision > number.head.size())
-        number.zeros = directive.precision - number.head.size();
-}
-
-void render_integer(uint64_t value, Directive& directive, NumberBuffer& buffer,
-                    Number& number) noexcept {
-    const char conversion = directive.conversion;
-    if (conversion == 'd' || conversion == 'i') {
-        const auto narrow = static_cast<int64_t>(narrowed(value, directive.size, true));
-        add_sign(directive, narrow < 0, number);
-        return render_magnitude(magnitude(narrow), 10, directive, buffer, number);
-    }
-    value = narrowed(value, directive.size, false);
-    const int base = conversion == 'u' ? 10 : conversion == 'o' ? 8 : 16;
-    if (base == 16 && directive.is_alternate && value != 0) {
-        number.add_prefix('0');
-        number.add_prefix(conversion);
-    }
-    render_magnitude(value, base, directive, buffer, number);
-    if (conversion == 'X') to_upper(buffer.data(), buffer.data() + number.head.size());
-    if (base == 8 && directive.is_alternate && number.zeros == 0 && !number.head.starts_with('0'))
-        number.zeros = 1;
-}
-
-void render_pointer(const void* pointer, Directive& directive, NumberBuffer& buffer,
-                    Number& number) noexcept {
-    if (!pointer) {
-        directive.has_zeros = false;
-        number.head = "(nil)";
-        return;
-    }
-    add_sign(directive, false, number);
-    number.add_prefix('0');
-    number.add_prefix('x');
-    render_magnitude(reinterpret_cast<uintptr_t>(pointer), 16, directive, buffer, number);
-}
-
-// The digits of a number that is finite and not negative, in `format` and with `precision`.
-std::string_view digits(double value, std::chars_format format, uint64_t precision,
-                        NumberBuffer& buffer) noexcept {
-    char* const begin = buffer.data();
-    const auto limited = static_cast<int>(std::min(precision, kMostDigits));
-    return {begin, std::to_chars(begin, begin + buffer.size(), value, format, limited).ptr};
-}
-
-// The fixed digits of a number that is not negative and small enough to be scaled in whole numbers;
-// the result is exact before it is rounded, half to even, as it is from the general way. Empty: the
-// number or the precision is too great.
-std::string_view small_fixed_digits(double value, uint64_t precision,
-                                    NumberBuffer& buffer) noexcept {
-    constexpr uint64_t kPowers[] = {1, 10, 100, 1000, 10000, 100000, 1000000};
-    constexpr double kLimit = 0x1p32;
-    if (precision == 0 || precision >= std::size(kPowers) || !(value < kLimit)) return {};
-    // value = mantissa / 2^shift
-    constexpr int kMantissaBits = std::numeric_limits<double>::digits - 1;
-    constexpr uint64_t kHiddenBit = uint64_t{1} << kMantissaBits;
-    const auto bits = std::bit_cast<uint64_t>(value);
-    const auto exponent = static_cast<int>(bits >> kMantissaBits);
-    const uint64_t mantissa = (bits & (kHiddenBit - 1)) | (exponent ? kHiddenBit : 0);
-    const int shift = 1023 + kMantissaBits - (exponent ? exponent : 1);
-    // Beyond that all is less than half of the last digit.
-    uint64_t scaled = 0;
-    if (shift < 2 * 64 - 1) {
-        __extension__ using Wide = unsigned __int128;
-        const Wide product = Wide{mantissa} * kPowers[precision];
-        const Wide half = Wide{1} << (shift - 1);
-        const Wide rest = product & (half * 2 - 1);
-        scaled = static_cast<uint64_t>(product >> shift);
-        scaled += rest > half || (rest == half && (scaled & 1));
-    }
-    char* const begin = buffer.data();
-    char* end = std::to_chars(begin, begin + buffer.size(), scaled / kPowers[precision]).ptr;
-    *end = '.';
-    uint64_t fraction = scaled % kPowers[precision];
-    for (uint64_t i = precision; i != 0; --i, fraction /= 10) {
-        end[i] = static_cast<char>('0' + fraction % 10);
-    }
-    return {begin, end + 1 + precision};
-}
-
-// Where the exponent begins; the end when there is none.
-std::size_t exponent_position(std::string_view text, char mark) noexcept {
-    return std::min(text.find(mark), text.size());
-}
-
-// The conversion (e or f) and the precision that stand for g with the flag #, which keeps the
-// trailing zeros.
-void resolve_general(double value, Directive& directive, NumberBuffer& buffer) noexcept {
-    const uint64_t significant = std::max<uint64_t>(directive.precision, 1);
-    const std::string_view text =
-        digits(value, std::chars_format::scientific, significant - 1, buffer);
-    int exponent = 0;
-    const char* from = text.data() + exponent_position(text, 'e') + 1;
-    std::from_chars(from + (*from == '+'), text.data() + text.size(), exponent);
-    const bool is_fixed = exponent >= -4 && exponent < static_cast<int64_t>(significant);
-    directive.conversion = is_fixed ? 'f' : 'e';
-    directive.precision =
-        is_fixed ? static_cast<uint64_t>(static_cast<int64_t>(significant) - 1 - exponent)
-                 : significant - 1;
-}
-
-void render_finite(double value, Directive directive, NumberBuffer& buffer,
-                   Number& number) noexcept {
-    if (directive.conversion == 'g' && directive.is_alternate)
-        resolve_general(value, directive, buffer);
-    std::string_view text;
-    char mark = 'e';
-    switch (directive.conversion) {
-        case 'f':
-            number.head = small_fixed_digits(value, directive.precision, buffer);
-            if (!number.head.empty()) return;
-            text = digits(value, std::chars_format::fixed, directive.precision, buffer);
-            break;
-        case 'e':
-            text = digits(value, std::chars_format::scientific, directive.precision, buffer);
-            break;
-        case 'g':
-            number.head = digits(value, std::chars_format::general,
-                                 std::max<uint64_t>(directive.precision, 1), buffer);
-            return;
-        default:
-            mark = 'p';
-            number.add_prefix('0');
-            number.add_prefix('x');
-            if (directive.has_precision) {
-                text = digits(value, std::chars_format::hex, directive.precision, buffer);
-            } else {
-                char* const end = buffer.data() + buffer.size();
-                text = {buffer.data(),
-                        std::to_chars(buffer.data(), end, value, std::chars_format::hex).ptr};
-            }
-            break;
-    }
-    const std::size_t exponent = exponent_position(text, mark);
-    number.head = text.substr(0, exponent);
-    number.tail = text.substr(exponent);
-    number.has_point = directive.is_alternate && number.head.find('.') == text.npos;
-    if (directive.precision > kMostDigits) number.more_zeros = directive.precision - kMostDigits;
-}
-
-void render_real(double value, Directive& directive, NumberBuffer& buffer,
-                 Number& number) noexcept {
-    const char given = directive.conversion;
-    const bool is_upper = given >= 'A' && given <= 'Z';
-    if (is_upper) directive.conversion = static_cast<char>(given + 32);
-    add_sign(directive, std::signbit(value) && !std::isnan(value), number);
-    if (!std::isfinite(value)) {
-        directive.has_zeros = false;
-        std::string_view(std::isnan(value) ? "nan" : "inf").copy(buffer.data(), 3);
-        number.head = {buffer.data(), 3};
-    } else {
-        if (!directive.has_precision && directive.conversion != 'a') directive.precision = 6;
-        render_finite(std::abs(value), directive, buffer, number);
-    }
-    if (!is_upper) return;
-    to_upper(buffer.data(), buffer.data() + number.head.size() + number.tail.size());
-    to_upper(std::begin(number.prefix), std::end(number.prefix));
-}
 
 // Calls `use` with each of the first `limit` characters; reads nothing behind the last of them.
 template <class Use>
@@ -417,7 +176,7 @@ class Utf8Sink {
 };
 
 template <class Sink>
-void emit(const Directive& directive, Number& number, Sink& sink) {
+void emit(const Directive& directive, NumberText& number, Sink& sink) {
     const uint64_t length = number.length();
     uint64_t padding = directive.width > length ? directive.width - length : 0;
     if (!directive.is_left && directive.has_zeros) number.zeros += std::exchange(padding, 0);
@@ -458,7 +217,7 @@ void emit_text_or_null(const Directive& directive, const void* text, Sink& sink)
 template <class Sink>
 bool convert(Directive directive, Arguments& arguments, Sink& sink) {
     NumberBuffer buffer;
-    Number number;
+    NumberText number;
     switch (directive.conversion) {
         case 'd':
         case 'i':
@@ -490,7 +249,7 @@ bool convert(Directive directive, Arguments& arguments, Sink& sink) {
             return true;
         }
         case 's':
-            if (directive.size != Size::kLong) {
+            if (directive.size != ArgumentSize::kLong) {
                 emit_text_or_null<char>(directive, arguments.pointer(), sink);
                 return true;
             }
