@@ -6,7 +6,6 @@
 #include <utility>
 #include <variant>
 
-#include "nqinstance/core/instance.h"
 #include "standalone/values/access.hpp"
 
 namespace nq {
@@ -15,17 +14,15 @@ namespace {
 using Whole = std::variant<int64_t, uint64_t>;
 
 std::optional<double> real_of(InstanceHeader* bound) noexcept {
-    if (is(bound, "NQInt64Instance"))
-        return static_cast<double>(reinterpret_cast<NQInt64Instance*>(bound)->value);
-    if (is(bound, "NQUInt64Instance"))
-        return static_cast<double>(reinterpret_cast<NQUInt64Instance*>(bound)->value);
-    if (is(bound, "NQDoubleInstance")) return reinterpret_cast<NQDoubleInstance*>(bound)->value;
+    if (const auto* number = as<NQInt64Instance>(bound)) return static_cast<double>(number->value);
+    if (const auto* number = as<NQUInt64Instance>(bound)) return static_cast<double>(number->value);
+    if (const auto* number = as<NQDoubleInstance>(bound)) return number->value;
     return std::nullopt;
 }
 
 std::optional<Whole> whole_of(InstanceHeader* bound) noexcept {
-    if (is(bound, "NQInt64Instance")) return reinterpret_cast<NQInt64Instance*>(bound)->value;
-    if (is(bound, "NQUInt64Instance")) return reinterpret_cast<NQUInt64Instance*>(bound)->value;
+    if (const auto* number = as<NQInt64Instance>(bound)) return number->value;
+    if (const auto* number = as<NQUInt64Instance>(bound)) return number->value;
     const auto real = real_of(bound);
     if (!real || std::trunc(*real) != *real || std::fabs(*real) >= 0x1p63) return std::nullopt;
     return static_cast<int64_t>(*real);

@@ -87,7 +87,7 @@ class Copier {
     // `made` stays null when there is a fault.
     NQStatus make_section(const DefinitionNode& node, InstanceHeader* value,
                           Held<InstanceHeader>& made) {
-        NQDictionary* inner = dictionary_of(value);
+        NQDictionary* inner = as<NQDictionary>(value);
         if (!inner && !is_empty_text(value)) {
             const std::string shown = shown_value(plain_value_of(value, text_kind()));
             add(FaultKind::kSection, shown, "a section",
@@ -116,7 +116,7 @@ class Copier {
     NQStatus make_value(const DefinitionNode& leaf, InstanceHeader* value,
                         Held<InstanceHeader>& made) {
         PlainValue plain = plain_value_of(value, text_kind());
-        NQDictionary* block = is_json() ? nullptr : dictionary_of(value);
+        NQDictionary* block = is_json() ? nullptr : as<NQDictionary>(value);
         NQStatus status = NQ_STATUS_WRONG_TYPE;
         if (block && is_empty(block)) {
             // Text where text will do, else the empty block that it is.
@@ -251,14 +251,14 @@ NQStatus replace_characters(const Services& services, HostPool* pool, const Defi
         typed->get(typed, key, &value);
         if (!node || !value) continue;
         NQStatus status = NQ_STATUS_OK;
+        const auto* character = as<NQCharInstance>(value);
         if (!node->is_leaf()) {
             // Never anything but a dictionary in a typed copy.
             status =
                 replace_characters(services, pool, *node, reinterpret_cast<NQDictionary*>(value));
-        } else if (is(value, "NQCharInstance")) {
+        } else if (character) {
             uint8_t bytes[4];
-            const unsigned count =
-                encode_utf8(reinterpret_cast<NQCharInstance*>(value)->value, bytes);
+            const unsigned count = encode_utf8(character->value, bytes);
             Held<NQU8String> text;
             NQStringApi* strings = services.strings();
             status = strings->createFromUtf8(strings, text.out(), pool, bytes, count, 0);

@@ -99,7 +99,7 @@ class Loader {
         node.parent = &parent;
         node.index = static_cast<uint32_t>(parent.children.size());
         parent.children.push_back(std::move(owned));
-        NQDictionary* object = dictionary_of(value);
+        NQDictionary* object = as<NQDictionary>(value);
         if (!object) {
             if (node.key == "dataType") return refuse("\"dataType\" must be text");
             return refuse("neither a definition nor a section: an object is missing");
@@ -140,12 +140,12 @@ class Loader {
         if (leaf.type != DataType::kInstance) {
             return refuse_list("\"expectedTypes\" is for the data type \"instance\" only");
         }
-        NQArray* array = array_of(*list);
+        NQArray* array = as<NQArray>(*list);
         if (!array) return refuse_list("\"expectedTypes\" must be an array");
         if (!array->count) return refuse_list("\"expectedTypes\" is empty: nothing would fit");
         leaf.has_expected_types = true;
         for (InstanceHeader* element : elements_of(*array)) {
-            NQDictionary* entry = dictionary_of(element);
+            NQDictionary* entry = as<NQDictionary>(element);
             if (!entry || !is_definition(entry)) {
                 return refuse_list("an entry of \"expectedTypes\" has no \"dataType\"");
             }
@@ -218,7 +218,7 @@ class Loader {
         NQArray* array = array_of_values(values);
         if (!array) return false;
         for (InstanceHeader* element : elements_of(*array)) {
-            NQDictionary* range = dictionary_of(element);
+            NQDictionary* range = as<NQDictionary>(element);
             if (range ? !check_range(rules, range)
                       : !check_bound(rules, element, "an entry of \"values\"", "values")) {
                 return false;
@@ -254,7 +254,7 @@ class Loader {
 
     // Null: what "values" holds is refused.
     NQArray* array_of_values(InstanceHeader* values) {
-        NQArray* array = array_of(values);
+        NQArray* array = as<NQArray>(values);
         if (!array) {
             refuse("\"values\" must be an array", "values");
         } else if (!array->count) {
@@ -277,9 +277,8 @@ class Loader {
     }
 
     static bool is_negative_or_not_whole(InstanceHeader* limit) noexcept {
-        if (is(limit, "NQInt64Instance"))
-            return reinterpret_cast<NQInt64Instance*>(limit)->value < 0;
-        return !is(limit, "NQUInt64Instance");
+        if (const auto* number = as<NQInt64Instance>(limit)) return number->value < 0;
+        return !as<NQUInt64Instance>(limit);
     }
 
     static bool is_free_of_signed_limits(NQDictionary* definition) noexcept {
@@ -288,11 +287,11 @@ class Loader {
             if (value && is_negative_or_not_whole(*value)) return false;
         }
         const auto values = entry_of(definition, "values");
-        NQArray* array = values ? array_of(*values) : nullptr;
+        NQArray* array = values ? as<NQArray>(*values) : nullptr;
         if (!array) return true;
         const auto elements = elements_of(*array);
         return std::none_of(elements.begin(), elements.end(), [](InstanceHeader* element) {
-            NQDictionary* range = dictionary_of(element);
+            NQDictionary* range = as<NQDictionary>(element);
             return range ? !is_free_of_signed_limits(range) : is_negative_or_not_whole(element);
         });
     }
@@ -371,7 +370,7 @@ bool Definitions::load(const JsonServices& services, HostPool* pool, std::string
         if (error.what.empty()) error.what = "the text cannot be made values of";
         return false;
     }
-    NQDictionary* top = dictionary_of(tree_);
+    NQDictionary* top = as<NQDictionary>(tree_);
     if (!top) {
         error = {1, 0, "the definitions are not an object"};
     } else if (is_definition(top)) {

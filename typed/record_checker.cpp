@@ -259,7 +259,7 @@ class RecordChecker::Impl {
         status = check_value(services_, pool_, leaf, value, made.get(), wrong);
         if (status) return status;
         if (wrong) return refuse(at_path(leaf, wrong->message));
-        if (may_be_character && is(made.get(), "NQCharInstance")) {
+        if (may_be_character && as<NQCharInstance>(made.get())) {
             return store_text(value.text, out);
         }
         *out = made.take();

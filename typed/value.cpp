@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <charconv>
 #include <cmath>
-#include <cstring>
 #include <optional>
 #include <utility>
 
@@ -172,9 +171,9 @@ class Maker {
                     return create(&InstanceApi::createBoolean, static_cast<uint8_t>(*truth));
                 return NQ_STATUS_WRONG_TYPE;
             case DataType::kArray:
-                return make_container(value, "NQArray");
+                return make_container<NQArray>(value, '[');
             case DataType::kDictionary:
-                return make_container(value, "NQDictionary");
+                return make_container<NQDictionary>(value, '{');
             case DataType::kInstance:
                 return make_instance(leaf, value);
             default:
@@ -305,9 +304,11 @@ class Maker {
         return status;
     }
 
-    NQStatus make_container(const PlainValue& value, const char* type_name) noexcept {
+    // `opening`: how the container's JSON text begins.
+    template <class Container>
+    NQStatus make_container(const PlainValue& value, char opening) noexcept {
         if (value.kind == Kind::kContainer) {
-            if (!is(value.container, type_name)) return NQ_STATUS_WRONG_TYPE;
+            if (!as<Container>(value.container)) return NQ_STATUS_WRONG_TYPE;
             retain(value.container);
             *out_ = value.container;
             return NQ_STATUS_OK;
@@ -315,7 +316,6 @@ class Maker {
         if (value.kind != Kind::kText) return NQ_STATUS_WRONG_TYPE;
         // Another kind of value is not built only to be thrown away.
         const std::size_t first = value.text.find_first_not_of(" \t\r\n");
-        const char opening = std::strcmp(type_name, "NQArray") == 0 ? '[' : '{';
         if (first == value.text.npos || value.text[first] != opening) return NQ_STATUS_WRONG_TYPE;
         uint32_t line;
         uint32_t column;
@@ -389,14 +389,11 @@ bool is_accepted_text(const DefinitionNode& leaf, InstanceHeader* instance) noex
 PlainValue plain_value_of(InstanceHeader* instance, Kind text_kind) noexcept {
     if (!instance) return {};
     if (const auto text = string_of(instance)) return PlainValue::with(text_kind, *text);
-    if (is(instance, "NQInt64Instance"))
-        return PlainValue::of(reinterpret_cast<NQInt64Instance*>(instance)->value);
-    if (is(instance, "NQUInt64Instance"))
-        return PlainValue::of(reinterpret_cast<NQUInt64Instance*>(instance)->value);
-    if (is(instance, "NQDoubleInstance"))
-        return PlainValue::of(reinterpret_cast<NQDoubleInstance*>(instance)->value);
-    if (is(instance, "NQBooleanInstance"))
-        return PlainValue::of(reinterpret_cast<NQBooleanInstance*>(instance)->value == 1);
+    if (const auto* number = as<NQInt64Instance>(instance)) return PlainValue::of(number->value);
+    if (const auto* number = as<NQUInt64Instance>(instance)) return PlainValue::of(number->value);
+    if (const auto* number = as<NQDoubleInstance>(instance)) return PlainValue::of(number->value);
+    if (const auto* truth = as<NQBooleanInstance>(instance))
+        return PlainValue::of(truth->value == 1);
     return PlainValue::of(instance);
 }
 

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <charconv>
 
-#include "standalone/json/escape.hpp"
+#include "standalone/base/unicode_escape.hpp"
 #include "standalone/values/access.hpp"
 
 namespace nq {
@@ -118,10 +118,10 @@ std::string shown_accepted_values(const DefinitionNode& leaf) {
     }
     if (leaf.has_accepted_texts) return list;
     const auto values = entry_of(leaf.definition, "values");
-    const NQArray* array = values ? array_of(*values) : nullptr;
+    const NQArray* array = values ? as<NQArray>(*values) : nullptr;
     if (!array) return list;
     for (InstanceHeader* element : elements_of(*array)) {
-        if (NQDictionary* range = dictionary_of(element)) {
+        if (NQDictionary* range = as<NQDictionary>(element)) {
             add(shown_limit(*entry_of(range, "min")) + " to " +
                 shown_limit(*entry_of(range, "max")));
         } else {
@@ -172,7 +172,7 @@ std::string shown_value(const PlainValue& value) {
         case Kind::kNull:
             return "null";
         case Kind::kContainer:
-            return is(value.container, "NQArray") ? "[...]" : "{...}";
+            return as<NQArray>(value.container) ? "[...]" : "{...}";
     }
     return {};
 }

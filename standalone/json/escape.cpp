@@ -1,5 +1,7 @@
 #include "standalone/json/escape.hpp"
 
+#include "standalone/base/unicode_escape.hpp"
+
 namespace nq {
 namespace {
 
@@ -26,14 +28,6 @@ void append_control(std::string& out, char byte) {
 }
 
 }  // namespace
-
-void append_unicode_escape(std::string& out, char character) {
-    constexpr char kDigits[] = "0123456789abcdef";
-    const auto code = static_cast<unsigned char>(character);
-    out += "\\u00";
-    out += kDigits[code >> 4];
-    out += kDigits[code & 15];
-}
 
 void append_json_escaped(std::string& out, std::string_view text) {
     for (const char byte : text) {

@@ -4,9 +4,6 @@
 
 namespace nq {
 
-// Adds a character up to U+00FF as an escape of the form \u001f.
-void append_unicode_escape(std::string& out, char character);
-
 // Adds the text as JSON has it between quotes: the double quote, the backslash and all control
 // characters escaped.
 void append_json_escaped(std::string& out, std::string_view text);

@@ -3,6 +3,7 @@
 #include <span>
 #include <string_view>
 
+#include "nqinstance/core/instance.h"
 #include "nqinstance/host/array.h"
 #include "nqinstance/host/dictionary.h"
 #include "standalone/values/strings.hpp"
@@ -11,16 +12,28 @@ namespace nq {
 
 // Looks into instances whose types are not known. None of these takes a reference.
 
-inline bool is(InstanceHeader* instance, const char* type) noexcept {
-    return instance && instance->isType(instance, type) == 1;
-}
+// The name by which an instance knows its type.
+template <class Instance>
+inline constexpr const char* kTypeName = nullptr;
+#define NQ_TYPE_NAME(type) \
+    template <>            \
+    inline constexpr const char* kTypeName<type> = #type
+NQ_TYPE_NAME(NQArray);
+NQ_TYPE_NAME(NQBooleanInstance);
+NQ_TYPE_NAME(NQCharInstance);
+NQ_TYPE_NAME(NQDictionary);
+NQ_TYPE_NAME(NQDoubleInstance);
+NQ_TYPE_NAME(NQInt64Instance);
+NQ_TYPE_NAME(NQU8String);
+NQ_TYPE_NAME(NQUInt64Instance);
+#undef NQ_TYPE_NAME
 
-inline NQDictionary* dictionary_of(InstanceHeader* instance) noexcept {
-    return is(instance, "NQDictionary") ? reinterpret_cast<NQDictionary*>(instance) : nullptr;
-}
-
-inline NQArray* array_of(InstanceHeader* instance) noexcept {
-    return is(instance, "NQArray") ? reinterpret_cast<NQArray*>(instance) : nullptr;
+// The instance as what it is; null for null and for another type.
+template <class Instance>
+Instance* as(InstanceHeader* instance) noexcept {
+    static_assert(kTypeName<Instance>);
+    const bool is_one = instance && instance->isType(instance, kTypeName<Instance>) == 1;
+    return is_one ? reinterpret_cast<Instance*>(instance) : nullptr;
 }
 
 inline std::span<InstanceHeader* const> elements_of(const NQArray& array) noexcept {
@@ -28,8 +41,8 @@ inline std::span<InstanceHeader* const> elements_of(const NQArray& array) noexce
 }
 
 inline std::optional<std::string_view> string_of(InstanceHeader* instance) noexcept {
-    if (!is(instance, "NQU8String")) return std::nullopt;
-    return text_of(*reinterpret_cast<NQU8String*>(instance));
+    const auto* string = as<NQU8String>(instance);
+    return string ? std::optional(text_of(*string)) : std::nullopt;
 }
 
 // The entry, or nothing when the dictionary lacks the key; a null entry is null.
