@@ -12,7 +12,7 @@
 
 #include "bench/loaded_library.hpp"
 #include "bench/measure.hpp"
-#include "bench/text/sample_texts.hpp"
+#include "bench/sample_texts.hpp"
 #include "nqinstance/datefmt/dates.h"
 #include "nqinstance/text/case_mapping.h"
 #include "nqinstance/text/compare.h"

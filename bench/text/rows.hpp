@@ -1,7 +1,7 @@
 #pragma once
 #include "bench/compare.hpp"
 #include "bench/require.hpp"
-#include "bench/text/sample_texts.hpp"
+#include "bench/sample_texts.hpp"
 #include "standalone/host.hpp"
 
 // The rows of the text library, a function for each of its modules.

@@ -10,8 +10,8 @@ NQ_BEGIN_C
 
 /* Splits the day of a time value into month (1 to 12), day of the month (from 1), year and weekday
  * (0 is Sunday). The day number is truncated towards zero, so the last day before the epoch is
- * 1960-01-01 too. Earlier days stay in 1960 with month 13, a day below 1 and a weekday from -1:
- * that is meant. The year is 32 bits and wraps.
+ * 1960-01-01 too. Earlier days stay in 1960 with month 13, a day below 1 and a weekday from -1, as
+ * hosts know them; they are not the dates of 1959. The year is 32 bits and wraps.
  * Takes time linear in the number of years, as what far values give follows from a walk year by
  * year: microseconds up to the year 9999, in the order of a second for a billion years (a value of
  * 3e16), months for the largest values. Bound a value that an outsider chose before it comes here,

@@ -1,4 +1,4 @@
-#include "bench/text/sample_texts.hpp"
+#include "bench/sample_texts.hpp"
 
 #include <fstream>
 #include <iterator>
