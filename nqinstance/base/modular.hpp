@@ -1,6 +1,6 @@
 #pragma once
 
-// A sanitizer that reports sums which leave their type's range lets these pass.
+// Takes a function out of the sanitizer build's report of unsigned sums that wrap around.
 #ifdef __clang__
 #define NQ_WRAPS __attribute__((no_sanitize("unsigned-integer-overflow"), always_inline))
 #else
@@ -12,7 +12,8 @@ namespace nq {
 template <class T>
 concept Unsigned = (T(0) < T(-1));
 
-// Arithmetic that is meant to be modulo the type's range.
+// Arithmetic modulo the type's range. A sum that wraps anywhere else is a mistake, which the
+// sanitizer build reports.
 template <Unsigned T>
 NQ_WRAPS constexpr T wrapping_add(T a, T b) noexcept {
     return a + b;

@@ -25,7 +25,8 @@ struct YearWalkBody {
     YearWalk (*walk)(YearWalk from) noexcept;
 };
 
-// Said to be hidden, or each use from another file would go through the offset table.
+// Declared as hidden: else each use in another file would load the address from the global offset
+// table first.
 #pragma GCC visibility push(hidden)
 
 extern const YearWalkBody year_walk_generic;

@@ -8,16 +8,18 @@ namespace {
 
 constexpr int32_t kLanes = 8;
 
+// Sets the lanes whose year is a multiple to all ones: its low bits are clear.
 template <int32_t PowerOfTwo>
 NQ_AVX2 inline __m256i multiples_of(__m256i years) noexcept {
     const __m256i remainders = _mm256_and_si256(years, _mm256_set1_epi32(PowerOfTwo - 1));
     return _mm256_cmpeq_epi32(remainders, _mm256_setzero_si256());
 }
 
-// A bit for each lane whose year is a leap year.
+// The mask of the lanes whose year is a leap year.
 NQ_AVX2 inline uint32_t leap_lanes(__m256i years) noexcept {
-    // A multiple of the odd 25, and nothing else, times the inverse of 25 modulo 2^32 is a
-    // quotient: a number of at most this magnitude.
+    // Multiplied by the inverse of 25 modulo 2^32, a multiple of 25 becomes its quotient, which is
+    // at most this large. All other numbers become larger ones, because no two numbers have the
+    // same product.
     constexpr int32_t kLargestQuotient = INT32_MAX / 25;
     constexpr int32_t kInverse25 = -1030792151;
     static_assert(static_cast<uint32_t>(kInverse25) * 25u == 1u);

@@ -136,9 +136,7 @@ template <class Case, bool kStore>
 inline std::size_t ascii_prefix(const std::uint8_t* text, std::size_t length) noexcept {
     std::size_t i = 0;
     for (; length - i >= 8; i += 8) {
-        std::uint64_t word;
-        std::memcpy(&word, text + i, sizeof word);
-        if (word & 0x8080808080808080) break;
+        if (!is_ascii(load64(text + i))) break;
     }
     while (i < length && text[i] < 0x80) ++i;
     return i;

@@ -166,16 +166,8 @@ int32_t isLegalUTF8(const uint8_t* bytes, uint64_t length, uint64_t* plausible) 
         nq::report(plausible, i);
         is_legal = false;
     }
-    const uint8_t lead = bytes[0];
-    if (length > 1 && nq::continues_utf8(bytes[1])) {
-        // Values above U+10FFFF after 0xF4 pass on purpose.
-        const uint8_t second = bytes[1];
-        if ((lead == 0xE0 && second < 0xA0) || (lead == 0xED && second > 0x9F) ||
-            (lead == 0xF0 && second < 0x90)) {
-            is_legal = false;
-        }
-    }
-    return is_legal && nq::begins_utf8(lead);
+    if (length > 1 && !nq::fits_second_utf8(bytes[0], bytes[1])) is_legal = false;
+    return is_legal && nq::begins_utf8(bytes[0]);
 }
 
 uint64_t GET_UTF8_LEN_FROM_NQCHAR(const NQChar* units, uint64_t count) noexcept {

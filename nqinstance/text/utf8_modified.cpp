@@ -31,11 +31,14 @@ bool is_complete(const uint8_t* text, uint64_t size) noexcept {
     return begins_utf8(text[0]) && size == kUtf8Length[text[0]];
 }
 
+// Whether one of eight bytes is zero. Subtracting 1 sets the top bit of a zero byte; a byte that
+// had it before does not count. The borrow may mark a byte 0x01 above the zero too, which changes
+// nothing.
+//   0x00 - 1 = 1111'1111, 0x01 - 1 = 0000'0000, 0x80 - 1 = 0111'1111
 bool has_zero(uint64_t eight) noexcept {
-    return (wrapping_sub(eight, uint64_t{0x0101010101010101}) & ~eight & 0x8080808080808080) != 0;
+    constexpr uint64_t kOneInEach = 0x0101010101010101;
+    return (wrapping_sub(eight, kOneInEach) & ~eight & kTopBits) != 0;
 }
-
-bool is_ascii(uint64_t eight) noexcept { return (eight & 0x8080808080808080) == 0; }
 
 // The two conversions. Each says which bytes are copied as they are, and what is written for the
 // ones that are not.
@@ -62,7 +65,7 @@ struct Decoding {
         if (text.length < kSurrogateBytes || text.bytes[0] != 0xED) return -1;
         if (text.bytes[1] < first || text.bytes[1] > last) return -1;
         if (!continues_utf8(text.bytes[2])) return -1;
-        return (text.bytes[1] & 0x0F) << 6 | (text.bytes[2] & 0x3F);
+        return static_cast<int32_t>(decode_three(text.bytes) & 0x3FF);
     }
 
     Piece next(Text text) const noexcept {
@@ -122,9 +125,7 @@ uint64_t copied_bytes(Text text, const Conversion& conversion) noexcept {
     while (at < text.length) {
         const uint64_t left = text.length - at;
         if (try_eight && left >= 8) {
-            uint64_t eight;
-            std::memcpy(&eight, text.bytes + at, sizeof eight);
-            if (conversion.are_copied(eight)) {
+            if (conversion.are_copied(load64(text.bytes + at))) {
                 at += 8;
                 continue;
             }

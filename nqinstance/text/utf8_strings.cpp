@@ -12,12 +12,7 @@ constexpr uint8_t kBlank = ' ';
 uint64_t trailing_blanks(const uint8_t* text, uint64_t length) noexcept {
     constexpr uint64_t kEightBlanks = 0x2020202020202020;
     uint64_t end = length;
-    while (end >= 8) {
-        uint64_t eight;
-        std::memcpy(&eight, text + end - 8, sizeof eight);
-        if (eight != kEightBlanks) break;
-        end -= 8;
-    }
+    while (end >= 8 && load64(text + end - 8) == kEightBlanks) end -= 8;
     while (end > 0 && text[end - 1] == kBlank) --end;
     return length - end;
 }

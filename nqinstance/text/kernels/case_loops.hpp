@@ -23,7 +23,7 @@ inline std::uint64_t flip_letters(std::uint64_t word, std::uint8_t first) noexce
     constexpr std::uint64_t kEach = 0x0101010101010101;
     const std::uint64_t from_first = word + kEach * (0x80u - first);
     const std::uint64_t past_last = word + kEach * (0x80u - 26 - first);
-    return word ^ ((from_first & ~past_last & kEach * 0x80) >> 2);
+    return word ^ ((from_first & ~past_last & kTopBits) >> 2);
 }
 
 // Loads each block before it stores one, and never loads again what it has stored over: so the
@@ -32,9 +32,8 @@ inline std::size_t map_ascii(const std::uint8_t* source, std::uint8_t* target, s
                              std::uint8_t first) noexcept {
     std::size_t i = 0;
     for (; length - i >= 8; i += 8) {
-        std::uint64_t word;
-        std::memcpy(&word, source + i, sizeof word);
-        if (word & 0x8080808080808080) break;
+        std::uint64_t word = load64(source + i);
+        if (!is_ascii(word)) break;
         word = flip_letters(word, first);
         std::memcpy(target + i, &word, sizeof word);
     }

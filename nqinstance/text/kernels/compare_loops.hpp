@@ -1,6 +1,4 @@
 #pragma once
-#include <cstring>
-
 #include "nqinstance/base/modular.hpp"
 #include "nqinstance/text/kernels/case_loops.hpp"
 
@@ -35,12 +33,9 @@ inline std::size_t equal_prefix_ignoring_ascii_case_utf8(const std::uint8_t* a,
     std::size_t i = 0;
     while (i < length) {
         if (i + 8 <= length) {
-            std::uint64_t x;
-            std::uint64_t y;
-            std::memcpy(&x, a + i, sizeof x);
-            std::memcpy(&y, b + i, sizeof y);
-            if (((x | y) & 0x8080808080808080) == 0 &&
-                flip_letters(x, 'A') == flip_letters(y, 'A')) {
+            const std::uint64_t x = load64(a + i);
+            const std::uint64_t y = load64(b + i);
+            if (is_ascii(x | y) && flip_letters(x, 'A') == flip_letters(y, 'A')) {
                 if (x != y && order == 0) {
                     const auto first = i + static_cast<unsigned>(__builtin_ctzll(x ^ y)) / 8;
                     order = a[first] > b[first] ? 1 : -1;

@@ -71,7 +71,7 @@ std::size_t find_pair(const std::uint8_t* text, std::size_t positions, std::size
 Steps count_steps(const std::uint8_t* text, std::size_t length) noexcept {
     Steps steps{0, 0};
     while (steps.end < length) {
-        if (length - steps.end >= 8 && loops::are_ascii(text + steps.end)) {
+        if (length - steps.end >= 8 && is_ascii(load64(text + steps.end))) {
             steps.count += 8;
             steps.end += 8;
             continue;

@@ -102,7 +102,6 @@ struct Position {
 // needs a check of either. Stops before a byte that begins no character.
 template <ByteOrder kOut>
 inline void utf8_to_utf32_far_from_end(Position& at) noexcept {
-    constexpr std::uint64_t kTopBits = 0x8080808080808080;
     const std::uint8_t* const stop = at.left() < 4 ? at.from : std::min(at.stop, at.from_end - 3);
     while (at.from < stop && at.to != at.to_end) {
         const std::uint32_t lead = *at.from;

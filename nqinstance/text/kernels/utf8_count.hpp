@@ -2,9 +2,8 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <cstring>
 
-#include "nqinstance/text/kernels/utf8_tables.hpp"
+#include "nqinstance/text/kernels/utf_codec.hpp"
 
 // The two ways to walk through UTF-8 text, which differ where it is malformed. A character is a
 // byte and the continuation bytes behind it, at most as many as that byte announces. A step is as
@@ -31,12 +30,6 @@ inline std::uint64_t character_size(const std::uint8_t* text, std::uint64_t avai
 }
 
 namespace loops {
-
-inline bool are_ascii(const std::uint8_t* eight) noexcept {
-    std::uint64_t bytes;
-    std::memcpy(&bytes, eight, sizeof bytes);
-    return (bytes & 0x8080808080808080) == 0;
-}
 
 // Whether this is a trailing byte: 1 or 0. Looks at the five bytes before it, which must be there.
 // A lead byte reaches it if all bytes in between are continuation bytes, and it announces enough of
@@ -74,7 +67,7 @@ inline std::uint64_t size_of_characters(const std::uint8_t* text, std::uint64_t 
     bool try_ascii = true;  // false behind a character outside ASCII
     while (count) {
         // Every character has at least one byte, so eight bytes can be read.
-        if (try_ascii && count >= 8 && are_ascii(text + size)) {
+        if (try_ascii && count >= 8 && is_ascii(load64(text + size))) {
             size += 8;
             count -= 8;
             continue;

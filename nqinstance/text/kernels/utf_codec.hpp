@@ -36,6 +36,11 @@ inline std::uint64_t load64(const std::uint8_t* bytes) noexcept {
     return word;
 }
 
+// The top bit of each of eight bytes, which is clear in ASCII and set in every other byte.
+inline constexpr std::uint64_t kTopBits = 0x8080808080808080;
+
+constexpr bool is_ascii(std::uint64_t eight) noexcept { return (eight & kTopBits) == 0; }
+
 inline void store16(std::uint8_t* bytes, std::uint32_t unit, ByteOrder order) noexcept {
     const auto low = static_cast<std::uint16_t>(unit);
     const std::uint16_t stored = order == ByteOrder::little ? low : __builtin_bswap16(low);
