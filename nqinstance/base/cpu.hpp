@@ -5,14 +5,16 @@
 namespace nq {
 
 #if defined(__x86_64__)
-// Marks a function of a 256-bit body. All bodies of the library use the same features, so that any
-// may call another's helpers. Functions are marked one by one, never a whole file: an inline
+// What every 256-bit body may use, so that any of them can call another's helpers. has_avx2 asks
+// for the same list.
+#define NQ_AVX2_FEATURES "avx2,bmi,bmi2,popcnt"
+// Marks a function of such a body. Functions are marked one by one, never a whole file: an inline
 // function that is compiled for a processor with AVX2 could be the copy that the linker keeps for
 // all callers.
-#define NQ_AVX2 __attribute__((target("avx2,bmi,bmi2,popcnt")))
-#define NQ_AVX2_INLINE __attribute__((target("avx2,bmi,bmi2,popcnt"), always_inline)) inline
-// The same at the start of a cache line, for a function whose shortest ways end within a few lines.
-#define NQ_AVX2_AT_LINE __attribute__((target("avx2,bmi,bmi2,popcnt"), aligned(64)))
+#define NQ_AVX2 __attribute__((target(NQ_AVX2_FEATURES)))
+#define NQ_AVX2_INLINE __attribute__((target(NQ_AVX2_FEATURES), always_inline)) inline
+// For a function whose shortest ways end within a few cache lines: starts it at one.
+#define NQ_AVX2_AT_LINE __attribute__((target(NQ_AVX2_FEATURES), aligned(64)))
 #endif
 
 // Whether this processor runs functions that are marked NQ_AVX2.
