@@ -180,14 +180,14 @@ template <ByteOrder kIn, std::uint32_t kSize>
 [[gnu::always_inline]] inline void encode_run(Position& at, const std::uint8_t* full,
                                               NQChar code_point) noexcept {
     constexpr NQChar kFirst = kSize == 3 ? 0x800 : 0x10000;
-    constexpr NQChar kBehind = kSize == 3 ? 0x10000 : 0;  // 0: wraps around
+    constexpr NQChar kPastLast = kSize == 3 ? 0x10000 : 0;  // 0: 2^32 wrapped around
     do {
         if constexpr (kSize == 3) encode_three(code_point, at.to);
         if constexpr (kSize == 4) encode_four(code_point, at.to);
         at.advance(4, kSize);
         if (at.from >= at.stop || at.to >= full) break;
         code_point = load32(at.from, kIn);
-    } while (wrapping_sub(code_point, kFirst) < wrapping_sub(kBehind, kFirst));
+    } while (wrapping_sub(code_point, kFirst) < wrapping_sub(kPastLast, kFirst));
 }
 
 // Converts while there is room for a character of any size, so that none needs a check of the room.
