@@ -7,7 +7,7 @@
 #include <variant>
 #include <vector>
 
-#include "tool/exit_status.hpp"
+#include "tool/io/exit_status.hpp"
 
 namespace nq::tool {
 

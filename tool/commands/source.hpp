@@ -4,7 +4,7 @@
 
 #include "nqinstance/base/held.hpp"
 #include "standalone/host.hpp"
-#include "tool/exit_status.hpp"
+#include "tool/io/exit_status.hpp"
 #include "typed/configuration.hpp"
 
 namespace nq::tool {

@@ -7,7 +7,7 @@
 #include "nqinstance/text/utf8.h"
 #include "nqinstance/text/utf8_strings.h"
 #include "standalone/base/descriptor.hpp"
-#include "tool/exit_status.hpp"
+#include "tool/io/exit_status.hpp"
 #include "tool/io/input.hpp"
 
 namespace nq::tool {
