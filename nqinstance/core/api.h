@@ -109,7 +109,7 @@ NQ_EXPORT void nqvercn1(void* buffer) NQ_NOEXCEPT;
  * behind then. The host ends the table with its `realDestroy`. */
 NQ_EXPORT InstanceApi* nqinstance(HostKernel* registrar) NQ_NOEXCEPT;
 
-/* Store the kernel version the library needs, 9.1.1, and its own, 1.0.0. Always NQ_STATUS_OK. */
+/* Store the kernel version the library needs, 9.1.1, and its own. Always NQ_STATUS_OK. */
 NQ_EXPORT NQStatus getReqVersion(InstanceApi* api, uint64_t* major, uint64_t* minor,
                                  uint64_t* patch) NQ_NOEXCEPT;
 NQ_EXPORT NQStatus getVersion(InstanceApi* api, uint64_t* major, uint64_t* minor,

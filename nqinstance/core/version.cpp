@@ -43,5 +43,5 @@ NQStatus getReqVersion(InstanceApi*, uint64_t* major, uint64_t* minor, uint64_t*
 }
 
 NQStatus getVersion(InstanceApi*, uint64_t* major, uint64_t* minor, uint64_t* patch) noexcept {
-    return store_version(major, minor, patch, 1, 0, 0);
+    return store_version(major, minor, patch, NQ_VERSION_MAJOR, NQ_VERSION_MINOR, NQ_VERSION_PATCH);
 }
