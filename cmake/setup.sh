@@ -12,7 +12,7 @@ if [ "${1:-}" = --list ]; then
     list=yes
     shift
 fi
-run="g++ cmake ninja-build libicu-dev libsimdjson-dev rapidjson-dev libcli11-dev"
+run="g++ cmake ninja-build libicu-dev libsimdjson-dev rapidjson-dev"
 test="ccache python3 clang-14 lld-14 libclang-rt-14-dev qemu-user abigail-tools libgtest-dev
 nlohmann-json3-dev"
 # Their configuration files are read by tests.

@@ -1,9 +1,9 @@
 #include "tool/library.hpp"
 
-#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 
+#include "tool/io/exit_status.hpp"
 #include "tool/io/report.hpp"
 
 namespace nq::tool {
@@ -34,24 +34,14 @@ std::optional<std::string> find_library(const std::string& wanted) {
     return std::nullopt;
 }
 
-bool load_library(Host& host, const Settings& settings) {
+void load_library(Host& host, const LibrarySettings& settings) {
     for (const auto& [name, value] : settings.host_options) host.set_option(name, value);
     const std::optional<std::string> path = find_library(settings.library);
-    if (!path) {
-        report("nqtool", "libnqinstance.so is not found; name it with --library");
-        return false;
-    }
     std::string error;
-    if (host.load(*path, error)) return true;
-    report("nqtool", "the library cannot be loaded: " + error);
-    return false;
-}
-
-ExitStatus report_status(const Host& host, const std::string& where, NQStatus status) {
-    char code[16];
-    std::snprintf(code, sizeof code, "0x%08x", status);
-    report(where, host.message(status) + " (" + code + ")");
-    return ExitStatus::kTrouble;
+    if (path && host.load(*path, error)) return;
+    report(path ? "the library cannot be loaded: " + error
+                : "libnqinstance.so is not found; name it with --library");
+    throw RunEnded{{ExitStatus::kTrouble}};
 }
 
 }  // namespace nq::tool

@@ -1,6 +1,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <exception>
 #include <new>
 
@@ -20,33 +21,42 @@ void occupy_standard_descriptors() noexcept {
     }
 }
 
-ExitStatus print(const std::string& text) {
+void print(const std::string& text) {
     Output output;
-    const bool is_done = output.open("-") && output.write(text) && output.commit();
-    return is_done ? ExitStatus::kGood : ExitStatus::kTrouble;
+    output.open("-");
+    output.write(text);
+    output.commit();
 }
 
-ExitStatus run(int argc, const char* const* argv) {
-    const std::optional<CommandLine> line = parse_command_line(argc, argv);
+ExitStatus run(std::vector<std::string> words) {
+    const std::optional<CommandLine> line = parse_command_line(std::move(words));
     if (!line) return ExitStatus::kTrouble;
-    if (line->settings.wants_help) return print(help_text(*line->command));
-    if (line->settings.wants_version) return print(version_text());
-    return line->command->run(line->settings);
+    const Settings& settings = line->settings;
+    if (settings.wants_help || settings.wants_version) {
+        print(settings.wants_help ? help_text(*line->command) : version_text());
+        return ExitStatus::kGood;
+    }
+    Host host;
+    load_library(host, settings);
+    Run run(host, settings.operands, settings.output);
+    return run.carry_out([&](Run& this_run) { line->command->run(this_run, settings); });
 }
 
 }  // namespace
 }  // namespace nq::tool
 
 int main(int argc, char** argv) {
-    using nq::tool::ExitStatus;
-    nq::tool::occupy_standard_descriptors();
+    using namespace nq::tool;
+    occupy_standard_descriptors();
     ExitStatus status = ExitStatus::kTrouble;
     try {
-        status = nq::tool::run(argc, argv);
+        status = run({argv + std::min(argc, 1), argv + argc});
+    } catch (const Ended& end) {
+        status = end.status;
     } catch (const std::bad_alloc&) {
-        nq::tool::report("nqtool", "out of memory");
+        report("out of memory");
     } catch (const std::exception& error) {
-        nq::tool::report("nqtool", error.what());
+        report(error.what());
     }
     return static_cast<int>(status);
 }

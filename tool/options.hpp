@@ -3,45 +3,35 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <variant>
 #include <vector>
 
-#include "tool/io/exit_status.hpp"
+#include "tool/commands/check.hpp"
+#include "tool/commands/describe.hpp"
+#include "tool/commands/json.hpp"
+#include "tool/commands/stream.hpp"
+#include "tool/io/run.hpp"
+#include "tool/library.hpp"
+#include "tool/text/commands.hpp"
 
 namespace nq::tool {
 
-// What a command line says. A field whose option a subcommand does not declare keeps its default.
-struct Settings {
-    std::vector<std::string> files;
+// What a command line says. Each command takes the part that is its own; a field whose option it
+// does not declare keeps its default.
+struct Settings : LibrarySettings,
+                  JsonSettings,
+                  CheckSettings,
+                  DescribeSettings,
+                  StreamSettings,
+                  TextSettings {
+    std::vector<std::string> operands;
     std::string output = "-";
-    std::string library;  // empty: look for it
-    std::vector<std::pair<std::string, std::string>> host_options;
-    std::optional<int32_t> indent;
-    bool is_compact = false;
-    std::string definitions;    // empty: none
-    uint32_t input_syntax = 0;  // of kInputSyntaxNames
-    uint32_t fault_format = 0;  // of kFaultFormatNames
-    uint32_t table_format = 0;  // of kTableFormatNames
-    bool wants_all_keys = false;
-    bool refuses_unknown_keys = false;
-    std::optional<int32_t> max_errors;
-    bool goes_on = false;           // past bad lines
-    std::string rejects;            // empty: none
-    std::string locale;             // empty: none
-    uint32_t form = 0;              // of kFormNames
-    uint32_t from = 0;              // of kEncodingNames
-    uint32_t to = 0;                // of kEncodingNames
-    std::optional<int32_t> buffer;  // bytes
-    bool is_strict = false;
-    bool are_files = false;
-    bool is_exact = false;
-    bool is_by_line = false;
-    bool at_character_start = false;
-    bool has_long_zero = false;
-    bool is_without_pairs = false;
     bool wants_help = false;
     bool wants_version = false;
+
+    bool operator==(const Settings&) const = default;
 };
 
 // A whole number within bounds.
@@ -67,10 +57,10 @@ using Target =
     std::variant<bool Settings::*, std::string Settings::*, BoundedNumber, Assignments, Choice>;
 
 struct Option {
-    const char* short_name;  // "-o", or null
-    const char* long_name;   // "--output"
-    const char* value;       // what the help calls the value; null for a flag
-    const char* help;        // null for an option that the help does not show
+    char short_name;        // 'o', or 0
+    const char* long_name;  // "--output"
+    const char* value;      // what the help calls the value; null for a flag
+    const char* help;       // null for an option that the help does not show
     Target target;
     const char* excludes = nullptr;  // the long name of an option that cannot stand beside it
     bool is_required = false;
@@ -89,22 +79,28 @@ struct Command {
     const char* summary;
     const char* details;
     std::span<const Option> options;
-    std::span<const Option> shared_options;       // with other commands; the help shows them last
-    ExitStatus (*run)(const Settings& settings);  // null for what only has subcommands
+    std::span<const Option> shared_options;  // with other commands; the help shows them last
+    void (*run)(Run& run, const Settings& settings);  // null for what only has subcommands
+
+    std::string full_name() const;           // with the program's
+    std::string_view last_word() const;      // of the name
+    bool is_in(const Command& group) const;  // directly
+    std::vector<const Option*> all_options() const;
 };
 
-// What nqtool understands is declared in one list, which the command-line parser and the help are
-// made from.
+// The one declaration of all that nqtool understands. The program itself comes first.
+std::span<const Command> all_commands();
+
 std::string help_text(const Command& command);
 std::string version_text();
-std::string version_number();
 
 struct CommandLine {
     const Command* command = nullptr;  // the group or the program when no subcommand is named
     Settings settings;
 };
 
-// Null, with a message on the standard error, when the arguments are not understood.
-std::optional<CommandLine> parse_command_line(int argc, const char* const* argv);
+// Understands the words behind the program's name. Null, with a message on the standard error,
+// when they make no command line.
+std::optional<CommandLine> parse_command_line(std::vector<std::string> words);
 
 }  // namespace nq::tool

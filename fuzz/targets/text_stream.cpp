@@ -22,10 +22,6 @@ std::string last_report;
 
 // The latest message is kept instead of shown.
 void report_line(std::string_view line) { last_report = line; }
-void report(std::string_view where, std::string_view what) {
-    last_report = std::string(where) + ": " + std::string(what);
-}
-void report_error_number(std::string_view, int error) { NQ_REQUIRE(error == 0); }
 
 }  // namespace nq::tool
 
@@ -160,7 +156,8 @@ void check(Input& input) {
         is_used_up = source.is_complete() && source.text().empty();
     }
     NQ_REQUIRE(text == wanted.text);
-    NQ_REQUIRE(tool::shown_position(name, source.position()) == shown_position_of(name, text));
+    NQ_REQUIRE(tool::place_in(name, source.position().line, source.position().column) ==
+               shown_position_of(name, text));
 
     tool::last_report.clear();
     try {

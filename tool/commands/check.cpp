@@ -6,7 +6,6 @@
 #include "tool/commands/fault_report.hpp"
 #include "tool/commands/session.hpp"
 #include "tool/commands/source.hpp"
-#include "tool/io/input.hpp"
 
 namespace nq::tool {
 namespace {
@@ -18,50 +17,47 @@ constexpr uint32_t kSyntaxJson = 2;
 
 class Checker {
   public:
-    Checker(Session& session, const Settings& settings, const Definitions& definitions)
-        : host_(session.host()),
-          services_(session.services()),
-          settings_(settings),
-          definitions_(definitions) {
+    Checker(const Session& session, const CheckSettings& settings, const Definitions& definitions)
+        : session_(session), settings_(settings), definitions_(definitions) {
         const int32_t most = settings.max_errors.value_or(kDefaultMaxErrors);
         room_ = most ? static_cast<uint64_t>(most) : UINT64_MAX;
     }
 
     ExitStatus check(const std::string& name) {
-        const OwnedPool pool(host_.make_pool("nqtool input pool"));
-        if (!pool) return report_status(host_, shown_input_name(name), NQ_STATUS_NO_MEMORY);
-        Source source(host_, name);
-        if (!source.read()) return ExitStatus::kTrouble;
-
-        const TypedOptions options{.syntax = syntax_of(name),
-                                   .wants_all = settings_.wants_all_keys,
-                                   .refuses_unknown = settings_.refuses_unknown_keys};
-        std::vector<Fault> faults;
-        SourceError error;
-        const ExitStatus result = source.parse(pool.get(), services_.json(), options.syntax, error);
-        if (result == ExitStatus::kTrouble) return result;
-        if (result == ExitStatus::kInvalid) {
-            Fault fault;
-            fault.kind = FaultKind::kSyntax;
-            fault.message = error.what;
-            fault.line = static_cast<uint32_t>(error.line);
-            fault.column = static_cast<uint32_t>(error.column);
-            faults.push_back(std::move(fault));
-        } else {
-            Held<NQDictionary> typed;
-            const NQStatus status =
-                make_typed_configuration(services_, pool.get(), definitions_, source.dictionary(),
-                                         options, typed.out(), faults);
-            if (status) return report_status(host_, source.shown_name(), status);
-            if (!faults.empty()) find_lines(source.bytes(), options.syntax, faults);
-        }
+        const OwnedPool pool = session_.make_pool("nqtool input pool");
+        Source source(session_, name);
+        std::vector<Fault> faults = faults_of(source, syntax_of(name), pool.get());
+        const bool is_valid = faults.empty();
         take(source.shown_name(), faults);
-        return faults.empty() ? ExitStatus::kGood : ExitStatus::kInvalid;
+        return is_valid ? ExitStatus::kGood : ExitStatus::kInvalid;
     }
 
     const FaultReport& report() const noexcept { return report_; }
 
   private:
+    std::vector<Fault> faults_of(Source& source, SourceSyntax syntax, HostPool* pool) const {
+        std::vector<Fault> faults;
+        if (auto error = source.parse(pool, syntax)) {
+            Fault fault;
+            fault.kind = FaultKind::kSyntax;
+            fault.message = std::move(error->what);
+            fault.line = static_cast<uint32_t>(error->line);
+            fault.column = static_cast<uint32_t>(error->column);
+            faults.push_back(std::move(fault));
+            return faults;
+        }
+        const TypedOptions options{.syntax = syntax,
+                                   .wants_all = settings_.wants_all_keys,
+                                   .refuses_unknown = settings_.refuses_unknown_keys};
+        Held<NQDictionary> typed;
+        const NQStatus status =
+            make_typed_configuration(session_.services(), pool, definitions_, source.dictionary(),
+                                     options, typed.out(), faults);
+        if (status) session_.run().fail(source.shown_name(), status);
+        if (!faults.empty()) find_lines(source.bytes(), syntax, faults);
+        return faults;
+    }
+
     SourceSyntax syntax_of(const std::string& name) const noexcept {
         const bool is_json = settings_.input_syntax == kSyntaxAuto
                                  ? name.ends_with(".json")
@@ -81,9 +77,8 @@ class Checker {
         }
     }
 
-    Host& host_;
-    const Services& services_;
-    const Settings& settings_;
+    const Session& session_;
+    const CheckSettings& settings_;
     const Definitions& definitions_;
     uint64_t room_;
     FaultReport report_;
@@ -94,19 +89,14 @@ static_assert(std::size(kReports) == std::size(kFaultFormatNames));
 
 }  // namespace
 
-ExitStatus run_check(const Settings& settings) {
-    Session session;
-    DefinitionsFile definitions;
-    if (!session.open(settings) || !definitions.load(session, settings.definitions)) {
-        return ExitStatus::kTrouble;
-    }
+void run_check(Run& run, const CheckSettings& settings) {
+    const Session session(run);
+    const DefinitionsFile definitions(session, settings.definitions);
     Checker checker(session, settings, definitions.get());
-    ExitStatus worst = ExitStatus::kGood;
-    for (const std::string& file : inputs_of(settings.files)) {
-        worst = std::max(worst, checker.check(file));
-    }
-    const std::string report = kReports[settings.fault_format](checker.report());
-    return session.print(report) ? worst : ExitStatus::kTrouble;
+    // The report is what the command is for: it says what was found in the files that were read.
+    run.keep_despite(ExitStatus::kTrouble);
+    run.for_each_input([&](const std::string& name) { return checker.check(name); });
+    run.output().write(kReports[settings.fault_format](checker.report()));
 }
 
 }  // namespace nq::tool

@@ -5,22 +5,14 @@
 
 namespace nq::tool {
 
-bool DefinitionsFile::load(Host& host, const Services& services, const std::string& name) {
-    const std::string shown_name = shown_input_name(name);
-    std::string bytes;
-    if (const int error_number = read_input(name, bytes)) {
-        report_error_number(shown_name, error_number);
-        return false;
-    }
-    pool_.reset(host.make_pool("nqtool definitions pool"));
-    if (!pool_) {
-        report("nqtool", "out of memory");
-        return false;
-    }
+DefinitionsFile::DefinitionsFile(const Session& session, const std::string& name)
+    : pool_(session.make_pool("nqtool definitions pool")) {
+    InputFile file(name);
+    const std::string bytes = file.read_whole();
     DefinitionsError error;
-    if (definitions_.load(services.json(), pool_.get(), bytes, error)) return true;
-    report(place_in(shown_name, error.line, error.column), on_one_line(error.what));
-    return false;
+    if (definitions_.load(session.services().json(), pool_.get(), bytes, error)) return;
+    report(place_in(file.shown_name(), error.line, error.column), on_one_line(error.what));
+    throw RunEnded{{ExitStatus::kTrouble}};
 }
 
 }  // namespace nq::tool

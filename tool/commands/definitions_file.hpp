@@ -1,8 +1,6 @@
 #pragma once
 #include <string>
 
-#include "standalone/host.hpp"
-#include "tool/commands/pool.hpp"
 #include "tool/commands/session.hpp"
 #include "typed/definitions.hpp"
 
@@ -11,11 +9,8 @@ namespace nq::tool {
 // A definitions file with the pool that it lives in.
 class DefinitionsFile {
   public:
-    // False: it could not be read or is no definitions file, which is reported.
-    bool load(Host& host, const Services& services, const std::string& name);
-    bool load(Session& session, const std::string& name) {
-        return load(session.host(), session.services(), name);
-    }
+    // Ends the run when the file cannot be read or is no definitions file.
+    DefinitionsFile(const Session& session, const std::string& name);
 
     const Definitions& get() const noexcept { return definitions_; }
 

@@ -3,10 +3,9 @@
 #include <algorithm>
 #include <array>
 #include <optional>
-#include <span>
 
 #include "nqinstance/base/held.hpp"
-#include "standalone/values/strings.hpp"
+#include "standalone/values/access.hpp"
 #include "tool/commands/definitions_file.hpp"
 #include "tool/commands/json_text.hpp"
 #include "tool/commands/session.hpp"
@@ -73,14 +72,10 @@ void append_limit(JsonText& json, InstanceHeader* limit) {
             json.string(value.text);
             break;
         case PlainValue::Kind::kContainer: {
-            auto* range = reinterpret_cast<NQDictionary*>(limit);
             json.open('{');
             for (const std::string_view key : {"min", "max"}) {
-                InstanceHeader* bound = nullptr;
-                range->find(range, reinterpret_cast<const uint8_t*>(key.data()), key.size(),
-                            &bound);
                 json.key(key);
-                append_limit(json, bound);
+                append_limit(json, entry_of(as<NQDictionary>(limit), key).value_or(nullptr));
             }
             json.close();
             break;
@@ -104,21 +99,17 @@ std::string json_of(const std::vector<Description>& descriptions) {
         }
         json.key("dataType").string(keyword_of(leaf->type));
         for (const std::string_view key : {"min", "max", "values"}) {
-            InstanceHeader* limit = nullptr;
-            NQDictionary* definition = leaf->definition;
-            if (!definition->find(definition, reinterpret_cast<const uint8_t*>(key.data()),
-                                  key.size(), &limit)) {
-                continue;
-            }
+            const auto limit = entry_of(leaf->definition, key);
+            if (!limit) continue;
             json.key(key);
             if (key != "values") {
-                append_limit(json, limit);
+                append_limit(json, *limit);
                 continue;
             }
-            const auto& list = *reinterpret_cast<NQArray*>(limit);
             json.open('[');
-            for (InstanceHeader* element : std::span(list.elements, list.count))
+            for (InstanceHeader* element : elements_of(*as<NQArray>(*limit))) {
                 append_limit(json, element);
+            }
             json.close();
         }
         json.close();
@@ -128,25 +119,19 @@ std::string json_of(const std::vector<Description>& descriptions) {
 
 }  // namespace
 
-ExitStatus run_describe(const Settings& settings) {
-    Session session;
-    DefinitionsFile definitions;
-    if (!session.open(settings) || !definitions.load(session, settings.files.front())) {
-        return ExitStatus::kTrouble;
-    }
-    Host& host = session.host();
-    const OwnedPool pool(host.make_pool("nqtool names pool"));
-    if (!pool) return report_status(host, "nqtool", NQ_STATUS_NO_MEMORY);
+void run_describe(Run& run, const DescribeSettings& settings) {
+    const Session session(run);
+    const DefinitionsFile definitions(session, run.operands().front());
+    const OwnedPool pool = session.make_pool("nqtool names pool");
     std::vector<Description> descriptions;
     for (const DefinitionNode* leaf : definitions.get().leaves()) {
         descriptions.push_back({leaf, std::nullopt});
         const NQStatus status =
             type_name_of(session.services(), pool.get(), *leaf, descriptions.back().type_name);
-        if (status) return report_status(host, "nqtool", status);
+        if (status) run.fail(status);
     }
     const bool is_table = settings.table_format == 0;
-    const std::string text = is_table ? table_of(descriptions) : json_of(descriptions);
-    return session.print(text) ? ExitStatus::kGood : ExitStatus::kTrouble;
+    run.output().write(is_table ? table_of(descriptions) : json_of(descriptions));
 }
 
 }  // namespace nq::tool

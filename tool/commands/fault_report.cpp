@@ -2,7 +2,7 @@
 
 #include "tool/commands/json_text.hpp"
 #include "tool/io/report.hpp"
-#include "tool/options.hpp"
+#include "tool/io/version.hpp"
 
 namespace nq::tool {
 namespace {
@@ -144,7 +144,7 @@ std::string sarif_report(const FaultReport& report) {
     json.key("version").string("2.1.0");
     json.key("runs").open('[').open('{');
     json.key("tool").open('{').key("driver").open('{');
-    json.key("name").string("nqtool").key("version").string(version_number());
+    json.key("name").string("nqtool").key("version").string(kVersion);
     append_rules(json);
     json.close().close();
     json.key("columnKind").string("unicodeCodePoints");

@@ -1,9 +1,21 @@
 #pragma once
-#include "tool/options.hpp"
+#include <cstdint>
+#include <optional>
+#include <string>
+
+#include "tool/io/run.hpp"
 
 namespace nq::tool {
 
-// `nqtool json`: reads configuration files and writes each as JSON text.
-ExitStatus run_json(const Settings& settings);
+struct JsonSettings {
+    std::optional<int32_t> indent;
+    bool is_compact = false;
+    std::string definitions;  // empty: none
+
+    bool operator==(const JsonSettings&) const = default;
+};
+
+// `nqtool json`: reads configurations and writes them as JSON text.
+void run_json(Run& run, const JsonSettings& settings);
 
 }  // namespace nq::tool

@@ -1,36 +1,40 @@
 #pragma once
-#include <optional>
+#include <memory>
+#include <new>
 
+#include "nqinstance/host/pool.h"
 #include "nqinstance/host/status.h"
 #include "standalone/json/services.hpp"
-#include "tool/io/output.hpp"
-#include "tool/library.hpp"
+#include "tool/io/run.hpp"
 
 namespace nq::tool {
 
-// What a command needs that makes values: a host with the library, its services, and the output.
+struct DestroyPool {
+    void operator()(HostPool* pool) const noexcept { pool->destroy(pool); }
+};
+using OwnedPool = std::unique_ptr<HostPool, DestroyPool>;
+
+// What a command that makes values needs beside its run: the services that build them, and pools.
 class Session {
   public:
-    // False: something is missing, which is reported.
-    bool open(const Settings& settings) {
-        if (!load_library(host_, settings) || !output_.open(settings.output)) return false;
-        services_.emplace(host_.kernel(), host_.api());
-        if (*services_) return true;
-        report_status(host_, "nqtool", NQ_STATUS_NO_EXTENSION);
-        return false;
+    explicit Session(Run& run) : run_(run), services_(run.host().kernel(), run.host().api()) {
+        if (!services_) run.fail(NQ_STATUS_NO_EXTENSION);
     }
 
-    Host& host() noexcept { return host_; }
-    Output& output() noexcept { return output_; }
-    const Services& services() const noexcept { return *services_; }
+    Run& run() const noexcept { return run_; }
+    Host& host() const noexcept { return run_.host(); }
+    const Services& services() const noexcept { return services_; }
 
-    // Writes the whole of what a command prints.
-    bool print(std::string_view text) { return output_.write(text) && output_.commit(); }
+    // `name` must outlive the pool.
+    OwnedPool make_pool(const char* name) const {
+        OwnedPool pool(host().make_pool(name));
+        if (!pool) throw std::bad_alloc();
+        return pool;
+    }
 
   private:
-    Host host_;
-    Output output_;
-    std::optional<Services> services_;  // gives its holds back before the host ends
+    Run& run_;
+    Services services_;
 };
 
 }  // namespace nq::tool

@@ -2,9 +2,7 @@
 
 #include "nqinstance/host/status.h"
 #include "standalone/json/parser.hpp"
-#include "tool/io/input.hpp"
-#include "tool/io/report.hpp"
-#include "tool/library.hpp"
+#include "standalone/values/access.hpp"
 
 namespace nq::tool {
 namespace {
@@ -28,64 +26,51 @@ class MemoryFile {
 
 }  // namespace
 
-Source::Source(Host& host, const std::string& name)
-    : host_(host), name_(name), shown_name_(shown_input_name(name)) {}
+Source::Source(const Session& session, const std::string& name)
+    : session_(session), file_(name), bytes_(file_.read_whole()) {}
 
-bool Source::read() {
-    const int error_number = read_input(name_, bytes_);
-    if (error_number) report_error_number(shown_name_, error_number);
-    return error_number == 0;
+std::optional<SourceError> Source::parse(HostPool* pool, SourceSyntax syntax) {
+    return syntax == SourceSyntax::kJson ? parse_json(pool) : parse_configuration(pool);
 }
 
-ExitStatus Source::parse(HostPool* pool, const JsonServices& services, SourceSyntax syntax,
-                         SourceError& error) {
-    return syntax == SourceSyntax::kJson ? parse_json(pool, services, error)
-                                         : parse_configuration(pool, error);
-}
-
-ExitStatus Source::parse_configuration(HostPool* pool, SourceError& error) {
+std::optional<SourceError> Source::parse_configuration(HostPool* pool) {
     if (const auto position = find_malformed(bytes_)) {
-        error = {position->line, position->column, "not valid UTF-8"};
-        return ExitStatus::kInvalid;
+        return SourceError{position->line, position->column, "not valid UTF-8"};
     }
-    const MemoryFile file(host_, bytes_);
-    InstanceApi* api = host_.api();
+    const MemoryFile file(session_.host(), bytes_);
+    InstanceApi* api = session_.services().api();
     int32_t line = -1;
     const NQStatus status = api->readConfiguration(api, pool, kInputName, &line, dictionary_.out());
+    // The library counts lines from 0.
+    const auto file_line = static_cast<uint64_t>(int64_t{line} + 1);
     switch (status) {
         case NQ_STATUS_OK:
-            return ExitStatus::kGood;
+            return std::nullopt;
         case NQ_STATUS_UNCLOSED_SECTION:
+            return SourceError{file_line, 0, "section header without \"]\""};
         case NQ_STATUS_MISSING_EQUALS:
-            // The library counts lines from 0.
-            error = {static_cast<uint64_t>(int64_t{line} + 1), 0,
-                     status == NQ_STATUS_UNCLOSED_SECTION ? "section header without \"]\""
-                                                          : "line without \"=\""};
-            return ExitStatus::kInvalid;
+            return SourceError{file_line, 0, "line without \"=\""};
         default:
-            return report_status(host_, shown_name_, status);
+            session_.run().fail(shown_name(), status);
     }
 }
 
-ExitStatus Source::parse_json(HostPool* pool, const JsonServices& services, SourceError& error) {
+std::optional<SourceError> Source::parse_json(HostPool* pool) {
     Held<InstanceHeader> top;
     uint32_t line = 0;
     uint32_t column = 0;
-    const NQStatus status =
-        nq::parse_json(services, pool, reinterpret_cast<const uint8_t*>(bytes_.data()),
-                       bytes_.size(), top.out(), &line, &column);
-    if (status && !line) return report_status(host_, shown_name_, status);
+    const NQStatus status = nq::parse_json(session_.services().json(), pool,
+                                           reinterpret_cast<const uint8_t*>(bytes_.data()),
+                                           bytes_.size(), top.out(), &line, &column);
+    if (status && !line) session_.run().fail(shown_name(), status);
     if (status) {
-        error = {line, column, host_.message(status)};
+        SourceError error{line, column, session_.host().message(status)};
         if (error.what.ends_with('.')) error.what.pop_back();
-        return ExitStatus::kInvalid;
+        return error;
     }
-    if (!top || !top->isType(top.get(), "NQDictionary")) {
-        error = {1, 0, "the JSON text is not an object"};
-        return ExitStatus::kInvalid;
-    }
-    *dictionary_.out() = reinterpret_cast<NQDictionary*>(top.take());
-    return ExitStatus::kGood;
+    if (!as<NQDictionary>(top.get())) return SourceError{1, 0, "the JSON text is not an object"};
+    *dictionary_.out() = as<NQDictionary>(top.take());
+    return std::nullopt;
 }
 
 }  // namespace nq::tool

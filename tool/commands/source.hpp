@@ -3,8 +3,8 @@
 #include <string>
 
 #include "nqinstance/base/held.hpp"
-#include "standalone/host.hpp"
-#include "tool/io/exit_status.hpp"
+#include "tool/commands/session.hpp"
+#include "tool/io/input.hpp"
 #include "typed/configuration.hpp"
 
 namespace nq::tool {
@@ -19,27 +19,23 @@ struct SourceError {
 // A configuration, or JSON text that takes the place of one, and the dictionary made of it.
 class Source {
   public:
-    Source(Host& host, const std::string& name);
+    // Reads the bytes, or ends the work on this input.
+    Source(const Session& session, const std::string& name);
 
-    // Reads the bytes. False: they could not be read, which is reported.
-    bool read();
+    // Makes the dictionary in `pool`, or says why the text is not valid. Ends the work on this
+    // input when something else goes wrong.
+    std::optional<SourceError> parse(HostPool* pool, SourceSyntax syntax);
 
-    // Makes the dictionary in `pool`. kInvalid: the text is not valid, `error` says why; kTrouble:
-    // something else went wrong, which is reported.
-    ExitStatus parse(HostPool* pool, const JsonServices& services, SourceSyntax syntax,
-                     SourceError& error);
-
-    const std::string& shown_name() const noexcept { return shown_name_; }
+    const std::string& shown_name() const noexcept { return file_.shown_name(); }
     const std::string& bytes() const noexcept { return bytes_; }
     NQDictionary* dictionary() const noexcept { return dictionary_.get(); }
 
   private:
-    ExitStatus parse_configuration(HostPool* pool, SourceError& error);
-    ExitStatus parse_json(HostPool* pool, const JsonServices& services, SourceError& error);
+    std::optional<SourceError> parse_configuration(HostPool* pool);
+    std::optional<SourceError> parse_json(HostPool* pool);
 
-    Host& host_;
-    std::string name_;
-    std::string shown_name_;
+    const Session& session_;
+    InputFile file_;
     std::string bytes_;
     Held<NQDictionary> dictionary_;  // in the caller's pool, which outlives this
 };

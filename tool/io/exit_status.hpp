@@ -15,4 +15,11 @@ enum class ExitStatus : int {
     kAfter = 13,
 };
 
+// Thrown where work ends before its time. Why is reported already.
+struct Ended {
+    ExitStatus status;
+};
+struct InputEnded : Ended {};  // the run goes on with the next input
+struct RunEnded : Ended {};
+
 }  // namespace nq::tool

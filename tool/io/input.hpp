@@ -3,19 +3,33 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <vector>
+
+#include "standalone/base/descriptor.hpp"
 
 namespace nq::tool {
 
-// Reads the whole named file, or the standard input for "-", into `bytes`. 0, or the errno value
-// of what failed.
-int read_input(const std::string& name, std::string& bytes);
-
-// The inputs that a command line names: its FILEs, or the standard input when there are none.
-std::vector<std::string> inputs_of(const std::vector<std::string>& files);
-
 // How messages call an input.
 std::string shown_input_name(const std::string& name);
+
+// A file or, for "-", the standard input. An operation that fails reports why and ends the work on
+// this input.
+class InputFile {
+  public:
+    explicit InputFile(const std::string& name);
+
+    const std::string& shown_name() const noexcept { return shown_name_; }
+    // Reads what can be read at once, waiting for a byte at least. 0: the file has ended.
+    std::size_t read(char* target, std::size_t room);
+    // Reads to the end.
+    std::string read_whole();
+
+  private:
+    int descriptor() const noexcept { return file_ ? file_.get() : STDIN_FILENO; }
+    [[noreturn]] void fail(int error_number) const;
+
+    std::string shown_name_;
+    Descriptor file_;  // none: the standard input
+};
 
 // Both from 1. Lines end where the configuration reader ends them; a column is a character.
 struct TextPosition {

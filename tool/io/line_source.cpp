@@ -1,12 +1,7 @@
 #include "tool/io/line_source.hpp"
 
 #include <algorithm>
-#include <cerrno>
 #include <cstring>
-#include <utility>
-
-#include "tool/io/input.hpp"
-#include "tool/io/report.hpp"
 
 namespace nq::tool {
 namespace {
@@ -18,19 +13,11 @@ constexpr std::size_t kMostRoom = LineSource::kLongestLine + 1;
 
 }  // namespace
 
-LineSource::LineSource(std::string name, std::size_t padding)
-    : name_(std::move(name)),
-      shown_name_(shown_input_name(name_)),
+LineSource::LineSource(const std::string& name, std::size_t padding)
+    : file_(name),
       padding_(padding),
       room_(kFirstRoom),
       buffer_(std::make_unique<char[]>(room_ + padding_)) {}
-
-bool LineSource::open() {
-    if (name_ == "-") return true;
-    file_ = open_for_reading(name_.c_str());
-    if (!file_) report_error_number(shown_name_, errno);
-    return static_cast<bool>(file_);
-}
 
 bool LineSource::take(std::size_t length, bool is_last, Part& part) noexcept {
     part = {{buffer_.get() + begin_, length}, !is_inside_, is_last};
@@ -72,18 +59,12 @@ void LineSource::make_room() {
     end_ = rest;
 }
 
-bool LineSource::fill() {
-    if (is_complete_) return true;
+void LineSource::fill() {
+    if (is_complete_) return;
     make_room();
-    const int descriptor = name_ == "-" ? STDIN_FILENO : file_.get();
-    const ssize_t count = read_some(descriptor, buffer_.get() + end_, room_ - end_);
-    if (count < 0) {
-        report_error_number(shown_name_, errno);
-        return false;
-    }
-    end_ += static_cast<std::size_t>(count);
+    const std::size_t count = file_.read(buffer_.get() + end_, room_ - end_);
+    end_ += count;
     is_complete_ = count == 0;
-    return true;
 }
 
 }  // namespace nq::tool

@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-#include "standalone/base/descriptor.hpp"
+#include "tool/io/input.hpp"
 
 namespace nq::tool {
 
@@ -16,10 +16,7 @@ class LineSource {
     static constexpr std::size_t kLongestLine = std::size_t{16} << 20;
 
     // `padding`: so many bytes behind a line can be read too.
-    LineSource(std::string name, std::size_t padding);
-
-    // False: the file, or the standard input for "-", could not be opened, which is reported.
-    bool open();
+    LineSource(const std::string& name, std::size_t padding);
 
     struct Part {
         std::string_view text;  // without the line feed, and valid until `fill`
@@ -31,13 +28,12 @@ class LineSource {
     bool next(Part& part) noexcept;
 
     // Reads what can be read at once, waiting for a byte at least, unless the file has ended.
-    // False: it could not be read, which is reported.
-    bool fill();
+    void fill();
 
     // All has been read and taken.
     bool is_at_end() const noexcept { return is_complete_ && begin_ == end_ && !is_inside_; }
 
-    const std::string& shown_name() const noexcept { return shown_name_; }
+    const std::string& shown_name() const noexcept { return file_.shown_name(); }
     // Of the last part, from 1.
     uint64_t line() const noexcept { return line_; }
 
@@ -45,10 +41,8 @@ class LineSource {
     void make_room();
     bool take(std::size_t length, bool is_last, Part& part) noexcept;
 
-    std::string name_;
-    std::string shown_name_;
+    InputFile file_;
     std::size_t padding_;
-    Descriptor file_;
     std::size_t room_;
     std::unique_ptr<char[]> buffer_;
     std::size_t begin_ = 0;

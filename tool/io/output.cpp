@@ -11,6 +11,7 @@
 #include <cstdlib>
 #include <filesystem>
 
+#include "tool/io/exit_status.hpp"
 #include "tool/io/report.hpp"
 
 namespace nq::tool {
@@ -74,70 +75,69 @@ mode_t current_umask() noexcept {
 
 }  // namespace
 
-bool Output::fail(int error_number) const {
-    if (error_number != EPIPE) report_error_number(shown_name_, error_number);
-    return false;
+void Output::fail(int error_number) const {
+    if (error_number != EPIPE) report_error_number(name_ == "-" ? "<stdout>" : name_, error_number);
+    throw RunEnded{{ExitStatus::kTrouble}};
 }
 
-bool Output::open(const std::string& name) {
+void Output::open(const std::string& name) {
+    name_ = name;
     if (name == "-") {
-        shown_name_ = "<stdout>";
         // A duplicate, so that closing it can tell of a write that came to nothing.
         file_ = Descriptor(fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 3));
-        return file_ || fail(errno);
+        if (!file_) fail(errno);
+        return;
     }
-    shown_name_ = name;
     path_ = name;
-    if (name.empty()) return fail(ENOENT);
+    if (name.empty()) fail(ENOENT);
     struct stat status;
     if (stat(name.c_str(), &status) != 0) {
         // A link that points to nothing is not replaced either.
-        if (errno != ENOENT || lstat(name.c_str(), &status) == 0) return fail(errno);
+        if (errno != ENOENT || lstat(name.c_str(), &status) == 0) fail(errno);
         return open_temporary(0666 & ~current_umask());
     }
     if (!S_ISREG(status.st_mode)) {
         path_.clear();
         file_ = Descriptor(::open(name.c_str(), O_WRONLY | O_CLOEXEC));
-        return file_ || fail(errno);
+        if (!file_) fail(errno);
+        return;
     }
-    if (access(name.c_str(), W_OK) != 0) return fail(errno);
+    if (access(name.c_str(), W_OK) != 0) fail(errno);
     // What a symbolic link points to is replaced, not the link.
     std::error_code error;
     const std::filesystem::path target = std::filesystem::canonical(name, error);
-    if (error) return fail(error.value());
+    if (error) fail(error.value());
     path_ = target;
-    return open_temporary(status.st_mode & 07777);
+    open_temporary(status.st_mode & 07777);
 }
 
-bool Output::open_temporary(unsigned mode) {
+void Output::open_temporary(unsigned mode) {
     temporary_ = std::filesystem::path(path_).replace_filename(".nqtool.XXXXXX");
     watch_signals();
     file_ = make_doomed_file(temporary_.data());
     if (!file_) {
         const int error_number = errno;
         temporary_.clear();
-        return fail(error_number);
+        fail(error_number);
     }
-    return fchmod(file_.get(), mode) == 0 || fail(errno);
+    if (fchmod(file_.get(), mode) != 0) fail(errno);
 }
 
-bool Output::write(std::string_view text) {
+void Output::write(std::string_view text) {
     while (!text.empty()) {
         const ssize_t count = ::write(file_.get(), text.data(), text.size());
         if (count < 0 && errno == EINTR) continue;
-        if (count < 0) return fail(errno);
+        if (count < 0) fail(errno);
         text.remove_prefix(static_cast<std::size_t>(count));
     }
-    return true;
 }
 
-bool Output::commit() {
-    if (file_.close() != 0) return fail(errno);
-    if (temporary_.empty()) return true;
-    if (std::rename(temporary_.c_str(), path_.c_str()) != 0) return fail(errno);
+void Output::commit() {
+    if (file_.close() != 0) fail(errno);
+    if (temporary_.empty()) return;
+    if (std::rename(temporary_.c_str(), path_.c_str()) != 0) fail(errno);
     exchange_doomed(temporary_.c_str(), nullptr);
     temporary_.clear();
-    return true;
 }
 
 void Output::discard() noexcept {

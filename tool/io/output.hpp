@@ -10,7 +10,7 @@ namespace nq::tool {
 // content only when the whole run went well: until then the text goes to a hidden file beside it,
 // which a failed run removes. A device or a pipe is written directly.
 //
-// Every operation that fails has reported why, except that a reader who went away is no news.
+// An operation that fails reports why and ends the run; a reader who went away is not reported.
 class Output {
   public:
     Output() noexcept = default;
@@ -18,17 +18,19 @@ class Output {
     Output& operator=(const Output&) = delete;
     ~Output() { discard(); }
 
-    bool open(const std::string& name);
-    bool write(std::string_view text);
+    void open(const std::string& name);
+    // As it was opened.
+    const std::string& name() const noexcept { return name_; }
+    void write(std::string_view text);
     // Ends the output; a regular file has its new content from now on.
-    bool commit();
+    void commit();
 
   private:
-    bool open_temporary(unsigned mode);
-    bool fail(int error_number) const;
+    void open_temporary(unsigned mode);
+    [[noreturn]] void fail(int error_number) const;
     void discard() noexcept;
 
-    std::string shown_name_;
+    std::string name_;
     std::string path_;       // the regular file that is to be replaced, or empty
     std::string temporary_;  // holds the text until then, or empty
     Descriptor file_;

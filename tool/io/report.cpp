@@ -4,13 +4,10 @@
 #include <string>
 #include <system_error>
 
-namespace nq::tool {
+#include "standalone/base/unicode_escape.hpp"
+#include "standalone/host.hpp"
 
-void report_line(std::string_view line) {
-    // In one piece, so that the lines of several programs do not mix.
-    const std::string text = std::string(line) + "\n";
-    std::fwrite(text.data(), 1, text.size(), stderr);
-}
+namespace nq::tool {
 
 std::string place_in(std::string_view name, uint64_t line, uint64_t column) {
     std::string place(name);
@@ -20,25 +17,34 @@ std::string place_in(std::string_view name, uint64_t line, uint64_t column) {
 }
 
 std::string on_one_line(std::string_view text) {
-    constexpr char kHex[] = "0123456789abcdef";
     std::string line;
     for (const char byte : text) {
         const auto code = static_cast<unsigned char>(byte);
         if (code >= 0x20 && code != 0x7f) {
             line += byte;
         } else {
-            line.append("\\u00").append(1, kHex[code >> 4]).append(1, kHex[code & 15]);
+            append_unicode_escape(line, byte);
         }
     }
     return line;
 }
 
-void report(std::string_view where, std::string_view what) {
-    report_line(std::string(where) + ": " + std::string(what));
+std::string quoted(std::string_view text) { return std::string("'").append(text).append("'"); }
+
+void report(std::string_view place, std::string_view what) {
+    report_line(std::string(place) + ": " + std::string(what));
 }
 
-void report_error_number(std::string_view where, int error_number) {
-    report(where, std::generic_category().message(error_number));
+void report(std::string_view what) { report("nqtool", what); }
+
+void report_error_number(std::string_view place, int error_number) {
+    report(place, std::generic_category().message(error_number));
+}
+
+void report_status(const Host& host, std::string_view place, NQStatus status) {
+    char code[16];
+    std::snprintf(code, sizeof code, "0x%08x", status);
+    report(place, host.message(status) + " (" + code + ")");
 }
 
 }  // namespace nq::tool

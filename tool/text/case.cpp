@@ -13,16 +13,11 @@ using MapForLocale = decltype(::nqzsu8LocaleUpper);
 // A character rarely grows to more than three times its bytes.
 constexpr std::size_t kGrowth = 3;
 
-ExitStatus map_case(TextSession& session, MapSimply* simply, MapForLocale* for_locale) {
-    const Settings& settings = session.settings();
-    NQLocale* locale = nullptr;
-    if (!settings.locale.empty()) {
-        locale = session.host().locale(settings.locale);
-        if (!locale) {
-            report("nqtool", "'" + settings.locale + "' is not a language tag");
-            return ExitStatus::kTrouble;
-        }
-    }
+void map_case(TextSession& session, MapSimply* simply, MapForLocale* for_locale) {
+    Run& run = session.run();
+    const std::string& tag = session.settings().locale;
+    NQLocale* locale = tag.empty() ? nullptr : run.host().locale(tag);
+    if (!tag.empty() && !locale) run.refuse(quoted(tag) + " is not a language tag");
     const Make make = [&](std::string_view piece) {
         return session.buffered(
             kGrowth * piece.size(), [&](uint8_t* target, uint64_t capacity, uint64_t* written) {
@@ -32,26 +27,24 @@ ExitStatus map_case(TextSession& session, MapSimply* simply, MapForLocale* for_l
             });
     };
     const Divide divide = locale ? divide_between_words : divide_anywhere;
-    return session.run(settings.files, [&](const std::string& name) {
+    run.for_each_input([&](const std::string& name) {
         TextSource source = session.open(name, Malformed::kReplace);
         return session.transform(source, divide, make);
     });
 }
 
-ExitStatus upper(TextSession& session) {
-    return map_case(session, NQTOOL_ROUTINE(session, nqzsu8Upper2),
-                    NQTOOL_ROUTINE(session, nqzsu8LocaleUpper));
-}
-
-ExitStatus lower(TextSession& session) {
-    return map_case(session, NQTOOL_ROUTINE(session, nqzsu8Lower2),
-                    NQTOOL_ROUTINE(session, nqzsu8LocaleLower));
-}
-
 }  // namespace
 
-ExitStatus run_text_upper(const Settings& settings) { return run_text(settings, upper); }
+void run_text_upper(Run& run, const TextSettings& settings) {
+    TextSession session(run, settings);
+    map_case(session, NQTOOL_ROUTINE(session, nqzsu8Upper2),
+             NQTOOL_ROUTINE(session, nqzsu8LocaleUpper));
+}
 
-ExitStatus run_text_lower(const Settings& settings) { return run_text(settings, lower); }
+void run_text_lower(Run& run, const TextSettings& settings) {
+    TextSession session(run, settings);
+    map_case(session, NQTOOL_ROUTINE(session, nqzsu8Lower2),
+             NQTOOL_ROUTINE(session, nqzsu8LocaleLower));
+}
 
 }  // namespace nq::tool

@@ -132,7 +132,7 @@ class Comparison {
             if (source->is_complete()) continue;
             report(source->shown_name(), "more than " + std::to_string(kMostUndivided) +
                                              " bytes behind a letter whose cases differ in length");
-            throw Ended{ExitStatus::kTrouble, true};
+            throw RunEnded{{ExitStatus::kTrouble}};
         }
         return compare(folded_, a_.text().size(), b_.text().size());
     }
@@ -164,25 +164,22 @@ TextSource open_operand(TextSession& session, const char* shown_name, const std:
             session.settings().is_strict};
 }
 
-ExitStatus compare(TextSession& session) {
-    const Settings& settings = session.settings();
-    if (settings.are_files && settings.files[0] == "-" && settings.files[1] == "-") {
-        report("nqtool", "only one text can be the standard input");
-        return ExitStatus::kTrouble;
-    }
-    TextSource a = open_operand(session, "A", settings.files[0]);
-    TextSource b = open_operand(session, "B", settings.files[1]);
-    Comparison comparison(session, a, b);
-    const int32_t order = settings.is_exact ? comparison.exact() : comparison.folded();
-    const ExitStatus status = std::max(a.finish(), b.finish());
-    const Answer& answer = kAnswers[order + 2];
-    session.write(answer.words);
-    session.commit();
-    return status == ExitStatus::kGood ? answer.status : status;
-}
-
 }  // namespace
 
-ExitStatus run_text_compare(const Settings& settings) { return run_text(settings, compare); }
+void run_text_compare(Run& run, const TextSettings& settings) {
+    TextSession session(run, settings);
+    if (settings.are_files && run.operands()[0] == "-" && run.operands()[1] == "-") {
+        run.refuse("only one text can be the standard input");
+    }
+    TextSource a = open_operand(session, "A", run.operands()[0]);
+    TextSource b = open_operand(session, "B", run.operands()[1]);
+    Comparison comparison(session, a, b);
+    const int32_t order = settings.is_exact ? comparison.exact() : comparison.folded();
+    run.note(a.finish());
+    run.note(b.finish());
+    const Answer& answer = kAnswers[order + 2];
+    run.answer(answer.status);
+    session.write(answer.words);
+}
 
 }  // namespace nq::tool

@@ -61,7 +61,7 @@ class Converter {
             const std::string_view text = source.text();
             make_room(text.size());
             const NQStatus status = read_units(text);
-            if (status != NQ_STATUS_OK) session_.fail(status);
+            if (status != NQ_STATUS_OK) session_.run().fail(status);
             write_units();
             source.consume(text.size());
         } while (!source.is_complete());
@@ -83,9 +83,9 @@ class Converter {
             write_units();
             advance(position);
             if (is_refused) {
-                report(shown_position(source.shown_name(), position),
+                report(place_in(source.shown_name(), position.line, position.column),
                        std::string("not valid ") + from_.name);
-                throw Ended{ExitStatus::kInvalid, true};
+                throw RunEnded{{ExitStatus::kInvalid}};
             }
         } while (!source.is_at_end() || !source.bytes().empty());
         return report_malformed(source.shown_name(), malformed, true);
@@ -189,14 +189,12 @@ class Converter {
     std::vector<std::size_t> malformed_;  // where in the units
 };
 
-ExitStatus convert(TextSession& session) {
-    Converter converter(session);
-    return session.run(session.settings().files,
-                       [&](const std::string& name) { return converter.convert(name); });
-}
-
 }  // namespace
 
-ExitStatus run_text_convert(const Settings& settings) { return run_text(settings, convert); }
+void run_text_convert(Run& run, const TextSettings& settings) {
+    TextSession session(run, settings);
+    Converter converter(session);
+    run.for_each_input([&](const std::string& name) { return converter.convert(name); });
+}
 
 }  // namespace nq::tool

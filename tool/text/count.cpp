@@ -62,13 +62,11 @@ class Counter {
     TextSession& session_;
 };
 
-ExitStatus count(TextSession& session) {
-    return session.run(session.settings().files,
-                       [&](const std::string& name) { return Counter(session).count(name); });
-}
-
 }  // namespace
 
-ExitStatus run_text_count(const Settings& settings) { return run_text(settings, count); }
+void run_text_count(Run& run, const TextSettings& settings) {
+    TextSession session(run, settings);
+    run.for_each_input([&](const std::string& name) { return Counter(session).count(name); });
+}
 
 }  // namespace nq::tool

@@ -125,7 +125,7 @@ class Occurrences {
             const std::size_t start = sequence_start(session_.rules(), text, *place);
             session_.rules().advance(position, text.substr(position_place, start - position_place));
             position_place = start;
-            session_.print(shown_position(source.shown_name(), position) + ":" +
+            session_.print(place_in(source.shown_name(), position.line, position.column) + ":" +
                            std::to_string(source.offset() + *place) + "\n");
             has_found_ = true;
             from = *place + needle_.size();
@@ -142,22 +142,17 @@ class Occurrences {
     bool has_found_ = false;
 };
 
-ExitStatus find(TextSession& session) {
-    const std::vector<std::string>& arguments = session.settings().files;
-    if (arguments.front().empty()) {
-        report("nqtool", "NEEDLE is empty");
-        return ExitStatus::kTrouble;
-    }
-    Occurrences occurrences(session, arguments.front());
-    const ExitStatus status =
-        session.run(std::span(arguments).subspan(1),
-                    [&](const std::string& name) { return occurrences.find_in(name); });
-    if (status != ExitStatus::kGood || occurrences.has_found()) return status;
-    return ExitStatus::kNotFound;
-}
-
 }  // namespace
 
-ExitStatus run_text_find(const Settings& settings) { return run_text(settings, find); }
+void run_text_find(Run& run, const TextSettings& settings) {
+    TextSession session(run, settings);
+    const std::string& needle = run.operands().front();
+    if (needle.empty()) {
+        run.refuse("NEEDLE is empty");
+    }
+    Occurrences occurrences(session, needle);
+    run.for_each_input([&](const std::string& name) { return occurrences.find_in(name); }, 1);
+    if (!occurrences.has_found()) run.answer(ExitStatus::kNotFound);
+}
 
 }  // namespace nq::tool

@@ -39,7 +39,7 @@ class Recoder {
             std::string_view result;
             const NQStatus status = recode_piece(piece, result);
             if (status == NQ_STATUS_OK) return result;
-            if (status != NQ_STATUS_MALFORMED) session_.fail(status);
+            if (status != NQ_STATUS_MALFORMED) session_.run().fail(status);
             const Replaced found = find(piece);
             if (session_.settings().is_strict) {
                 recode_piece(piece.substr(0, found.first), result);
@@ -106,21 +106,25 @@ Replaced find_malformed(const Utf8Rules& rules, const Recoder& recoder, std::str
     return found;
 }
 
-ExitStatus encode(TextSession& session) {
+}  // namespace
+
+void run_text_encode(Run& run, const TextSettings& settings) {
+    TextSession session(run, settings);
     const Recoder recoder(session, NQTOOL_ROUTINE(session, nqzsu8Encode));
-    return session.run(session.settings().files, [&](const std::string& name) {
+    run.for_each_input([&](const std::string& name) {
         TextSource source = session.open(name, Malformed::kReplace);
         return recoder.recode(source, divide_anywhere, find_supplementary,
                               "supplementary character", "a supplementary character");
     });
 }
 
-ExitStatus decode(TextSession& session) {
+void run_text_decode(Run& run, const TextSettings& settings) {
+    TextSession session(run, settings);
     const Recoder recoder(session, NQTOOL_ROUTINE(session, nqzsu8Decode));
     // Without pairs the modified form is the standard one, and the library copies it.
-    const bool is_standard = session.settings().is_without_pairs;
+    const bool is_standard = settings.is_without_pairs;
     const Malformed policy = is_standard ? Malformed::kReplace : Malformed::kPass;
-    return session.run(session.settings().files, [&](const std::string& name) {
+    run.for_each_input([&](const std::string& name) {
         TextSource source = session.open(name, policy);
         const auto find = [&](std::string_view piece) {
             return find_malformed(session.rules(), recoder, piece);
@@ -129,11 +133,5 @@ ExitStatus decode(TextSession& session) {
                               "not valid modified UTF-8");
     });
 }
-
-}  // namespace
-
-ExitStatus run_text_encode(const Settings& settings) { return run_text(settings, encode); }
-
-ExitStatus run_text_decode(const Settings& settings) { return run_text(settings, decode); }
 
 }  // namespace nq::tool

@@ -5,9 +5,8 @@
 #include <string>
 #include <string_view>
 
-#include "standalone/host.hpp"
-#include "tool/io/output.hpp"
-#include "tool/options.hpp"
+#include "tool/io/run.hpp"
+#include "tool/text/commands.hpp"
 #include "tool/text/stream.hpp"
 
 namespace nq::tool {
@@ -19,20 +18,20 @@ using Divide = std::size_t (*)(std::string_view text);
 // A piece of text in another form; the view lives until the next call.
 using Make = std::function<std::string_view(std::string_view piece)>;
 
-// What the subcommands of `nqtool text` share: the library, the inputs and the output.
+// What the subcommands of `nqtool text` share: the run, the library's routines and
+// the buffers. Text in which something was replaced is kept.
 class TextSession {
   public:
-    // Loads the library and opens the output; ends the run if that fails.
-    explicit TextSession(const Settings& settings);
+    TextSession(Run& run, const TextSettings& settings);
 
-    Host& host() noexcept { return host_; }
-    const Settings& settings() const noexcept { return settings_; }
+    Run& run() const noexcept { return run_; }
+    const TextSettings& settings() const noexcept { return settings_; }
     const Utf8Rules& rules() const noexcept { return rules_; }
 
     // An exported routine of the library. std::runtime_error: it has none of that name.
     template <class Function>
     Function* routine(const char* name) const {
-        void* symbol = host_.symbol(name);
+        void* symbol = run_.host().symbol(name);
         if (!symbol) throw std::runtime_error(std::string("the library has no ") + name);
         return reinterpret_cast<Function*>(symbol);
     }
@@ -41,20 +40,13 @@ class TextSession {
     std::size_t room() const noexcept;
     TextSource open(const std::string& name, Malformed policy) const;
 
-    void write(std::string_view text);
+    void write(std::string_view text) { run_.output().write(text); }
     // The same for the small parts of a report, which are kept until they are worth it or `flush`.
     void print(std::string_view part);
     void flush();
-    // Ends the output, which holds what was written from now on.
-    void commit();
 
     // Writes what `make` makes of the source's pieces, and reports on the source at the end.
     ExitStatus transform(TextSource& source, Divide divide, const Make& make);
-
-    // Works on one file after the other, the standard input if there is none, and ends the output:
-    // it holds what was made unless something failed, malformed text that was replaced aside.
-    ExitStatus run(std::span<const std::string> files,
-                   const std::function<ExitStatus(const std::string& name)>& work);
 
     // Calls a routine that writes to a buffer, `call(target, capacity, &written)`, where a buffer
     // of `size` bytes most often suffices, and ends the run if it fails.
@@ -63,12 +55,10 @@ class TextSession {
 
     // The buffer that the routines write to, of at least that size.
     std::span<uint8_t> buffer(std::size_t size);
-    [[noreturn]] void fail(NQStatus status) const;
 
   private:
-    const Settings& settings_;
-    Host host_;
-    Output output_;
+    Run& run_;
+    const TextSettings& settings_;
     Utf8Rules rules_{};
     std::string buffer_;
     std::string printed_;
@@ -86,11 +76,8 @@ std::string_view TextSession::buffered(std::size_t size, const Call& call) {
         target = buffer(written);
         status = call(target.data(), target.size(), &written);
     }
-    if (status != NQ_STATUS_OK) fail(status);
+    if (status != NQ_STATUS_OK) run_.fail(status);
     return {buffer_.data(), written};
 }
-
-// Runs a subcommand's work on a session of its own.
-ExitStatus run_text(const Settings& settings, ExitStatus (*work)(TextSession& session));
 
 }  // namespace nq::tool

@@ -1,10 +1,6 @@
 #include "tool/text/stream.hpp"
 
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <algorithm>
-#include <cerrno>
 #include <cstring>
 #include <utility>
 
@@ -27,19 +23,10 @@ std::size_t ascii_prefix(std::string_view text) noexcept {
     return length;
 }
 
-[[noreturn]] void give_up(const std::string& shown_name, int error_number) {
-    report_error_number(shown_name, error_number);
-    throw Ended{ExitStatus::kTrouble, false};
-}
-
 }  // namespace
 
 ByteSource::ByteSource(const std::string& name, std::size_t room)
-    : shown_name_(name == "-" ? "<stdin>" : name), buffer_(room, '\0') {
-    if (name == "-") return;
-    file_ = Descriptor(open(name.c_str(), O_RDONLY | O_CLOEXEC));
-    if (!file_) give_up(shown_name_, errno);
-}
+    : shown_name_(shown_input_name(name)), buffer_(room, '\0'), file_(name) {}
 
 ByteSource::ByteSource(std::string shown_name, std::string bytes)
     : shown_name_(std::move(shown_name)),
@@ -53,13 +40,8 @@ void ByteSource::fill() {
         std::memmove(buffer_.data(), buffer_.data() + begin_, end_ - begin_);
         end_ -= std::exchange(begin_, 0);
     }
-    const int descriptor = file_ ? file_.get() : STDIN_FILENO;
-    ssize_t count;
-    do {
-        count = read(descriptor, buffer_.data() + end_, buffer_.size() - end_);
-    } while (count < 0 && errno == EINTR);
-    if (count < 0) give_up(shown_name_, errno);
-    end_ += static_cast<std::size_t>(count);
+    const std::size_t count = file_->read(buffer_.data() + end_, buffer_.size() - end_);
+    end_ += count;
     is_at_end_ = count == 0;
 }
 
@@ -99,10 +81,6 @@ void Utf8Rules::advance(TextPosition& position, std::string_view text) const noe
         text.remove_prefix(line_feed + 1);
     }
     position.column += count_characters(bytes_of(text), text.size());
-}
-
-std::string shown_position(const std::string& name, const TextPosition& position) {
-    return name + ":" + std::to_string(position.line) + ":" + std::to_string(position.column);
 }
 
 std::string replaced_message(uint64_t number, const std::string& what) {
@@ -181,8 +159,8 @@ ExitStatus TextSource::finish() const {
 void TextSource::refuse(std::size_t offset, const std::string& what) const {
     TextPosition position = position_;
     rules_.advance(position, text().substr(0, offset));
-    report(shown_position(shown_name(), position), what);
-    throw Ended{ExitStatus::kInvalid, true};
+    report(place_in(shown_name(), position.line, position.column), what);
+    throw RunEnded{{ExitStatus::kInvalid}};
 }
 
 }  // namespace nq::tool

@@ -1,22 +1,16 @@
 #pragma once
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 
 #include "nqinstance/text/utf.h"
 #include "nqinstance/text/utf8.h"
 #include "nqinstance/text/utf8_strings.h"
-#include "standalone/base/descriptor.hpp"
 #include "tool/io/exit_status.hpp"
 #include "tool/io/input.hpp"
 
 namespace nq::tool {
-
-// The work on a file, or the whole run, has come to its end before its time; why is reported.
-struct Ended {
-    ExitStatus status;
-    bool is_whole_run;
-};
 
 // The library's routines take bytes.
 inline const uint8_t* bytes_of(std::string_view text) noexcept {
@@ -47,7 +41,7 @@ class ByteSource {
     std::string buffer_;
     std::size_t begin_ = 0;
     std::size_t end_ = 0;
-    Descriptor file_;
+    std::optional<InputFile> file_;  // none: the text is in memory
     bool is_at_end_ = false;
 };
 
@@ -73,8 +67,6 @@ struct Utf8Rules {
     void advance(TextPosition& position, std::string_view text) const noexcept;
 };
 
-// "FILE:LINE:COLUMN".
-std::string shown_position(const std::string& name, const TextPosition& position);
 // "1 character was replaced", "2 characters were replaced", where `what` is "character".
 std::string replaced_message(uint64_t number, const std::string& what);
 // Reports how many malformed sequences a file has, if there are any.
