@@ -9,6 +9,7 @@
 #include "tool/commands/definitions_file.hpp"
 #include "tool/commands/json_text.hpp"
 #include "tool/commands/session.hpp"
+#include "tool/io/input.hpp"
 #include "typed/value_text.hpp"
 
 namespace nq::tool {
@@ -35,9 +36,8 @@ struct Description {
 using Row = std::array<std::string, 5>;
 
 std::size_t shown_width(std::string_view text) noexcept {
-    return static_cast<std::size_t>(std::count_if(text.begin(), text.end(), [](char byte) {
-        return (static_cast<uint8_t>(byte) & 0xC0) != 0x80;
-    }));
+    const auto trailing = std::count_if(text.begin(), text.end(), is_continuation);
+    return text.size() - static_cast<std::size_t>(trailing);
 }
 
 std::string table_of(const std::vector<Description>& descriptions) {

@@ -4,6 +4,7 @@
 #include <string>
 #include <string_view>
 
+#include "standalone/base/utf8.hpp"
 #include "tool/commands/definitions_file.hpp"
 #include "tool/commands/session.hpp"
 #include "tool/io/line_source.hpp"
@@ -76,10 +77,8 @@ class Stream {
     }
 
     void take_line(std::string_view line) {
-        constexpr std::string_view kMark = "\xef\xbb\xbf";
-        std::string_view text = line;
-        const bool has_mark = source_.line() == 1 && text.starts_with(kMark);
-        if (has_mark) text.remove_prefix(kMark.size());
+        const std::string_view text = source_.line() == 1 ? without_byte_order_mark(line) : line;
+        const bool has_mark = text.size() != line.size();
         if (is_blank(text)) return;
         if (const NQStatus status = checker_.check(text, fault_)) {
             flush();

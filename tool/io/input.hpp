@@ -1,4 +1,6 @@
 #pragma once
+#include <unicode/utf8.h>
+
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -7,6 +9,9 @@
 #include "standalone/base/descriptor.hpp"
 
 namespace nq::tool {
+
+// A byte of a UTF-8 character that is not its first.
+inline bool is_continuation(char byte) noexcept { return U8_IS_TRAIL(static_cast<uint8_t>(byte)); }
 
 // How messages call an input.
 std::string shown_input_name(const std::string& name);

@@ -4,6 +4,7 @@
 #include <iterator>
 
 #include "standalone/base/utf8.hpp"
+#include "tool/io/input.hpp"
 
 namespace nq::tool {
 namespace {
@@ -44,7 +45,7 @@ struct Place {
 
 Place last_character(std::string_view text) noexcept {
     std::size_t begin = text.size() - 1;
-    while (begin != 0 && (static_cast<uint8_t>(text[begin]) & 0xc0) == 0x80) --begin;
+    while (begin != 0 && is_continuation(text[begin])) --begin;
     const auto* bytes = reinterpret_cast<const uint8_t*>(text.data()) + begin;
     return {begin, text.size(), decode_utf8(bytes, text.size() - begin).code_point};
 }

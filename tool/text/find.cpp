@@ -10,8 +10,6 @@ namespace {
 
 using Search = decltype(::nqzsu8IndexText);
 
-bool is_continuation(char byte) noexcept { return (static_cast<uint8_t>(byte) & 0xc0) == 0x80; }
-
 // No sequence has more continuation bytes.
 constexpr std::size_t kMostContinuations = 5;
 

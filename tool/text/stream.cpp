@@ -11,8 +11,6 @@ namespace {
 
 constexpr std::string_view kReplacement = "\xef\xbf\xbd";
 
-bool is_continuation(char byte) noexcept { return (static_cast<uint8_t>(byte) & 0xc0) == 0x80; }
-
 std::size_t ascii_prefix(std::string_view text) noexcept {
     std::size_t length = 0;
     for (uint64_t block; length + sizeof block <= text.size(); length += sizeof block) {
