@@ -320,6 +320,9 @@ BAD_DEFINITIONS = [
     '{"a": {"dataType": "instance", "expectedTypes": [{"dataType": "int32", "min": 1}]}}',
     '{"a": {"dataType": "instance", "expectedTypes": [{"dataType": "int"}]}}', '{"a": {"dataType": "uint32", "max": -1}}',
     '{"a": {"dataType": "integer", "max": 1e19}}', '{"a": {"dataType": "int64", "max": 5.0, "min": 1.5}}',
+    '{"a": {"dataType": "int32", "minn": 1}}', '{"a": {"dataType": "int32", "min": 2, "max": 1}}',
+    '{"a": {"dataType": "double", "values": [{"min": 1.5, "max": "min"}]}}', '{"a": {"dataType": "char", "values": []}}',
+    '{"a": {"dataType": "int64", "description": 1}}', '{"a": {"dataType": "int64", "description": "x"}, "a": {}}',
     '{"a": null}', '{"dataType": "int32"}', '{"a": {"dataType": "double", "min": "x"}}',
 ]
 

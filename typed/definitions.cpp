@@ -16,6 +16,7 @@
 #include "standalone/values/object.hpp"
 #include "typed/bound_rule.hpp"
 #include "typed/key_lines.hpp"
+#include "typed/sentence.hpp"
 
 namespace nq {
 namespace {
@@ -365,8 +366,7 @@ bool Definitions::load(const JsonServices& services, HostPool* pool, std::string
         parse_json(services, pool, reinterpret_cast<const uint8_t*>(text.data()), text.size(),
                    &tree_, &line, &column);
     if (status) {
-        error = {line, column, std::string(message_text(status))};
-        if (error.what.ends_with('.')) error.what.pop_back();
+        error = {line, column, std::string(without_stop(message_text(status)))};
         if (error.what.empty()) error.what = "the text cannot be made values of";
         return false;
     }

@@ -10,6 +10,7 @@
 #include "standalone/json/escape.hpp"
 #include "standalone/text/messages.hpp"
 #include "standalone/values/access.hpp"
+#include "typed/sentence.hpp"
 #include "typed/value_text.hpp"
 #include "typed/verdict.hpp"
 
@@ -22,12 +23,6 @@ static_assert(RecordChecker::kPadding >= JsonDocument::kPadding);
 
 std::string at_path(const DefinitionNode& node, const std::string& what) {
     return node.path + ": " + what;
-}
-
-// The catalogue's messages are sentences.
-std::string without_stop(std::string_view sentence) {
-    if (sentence.ends_with('.')) sentence.remove_suffix(1);
-    return std::string(sentence);
 }
 
 PlainValue plain_scalar(dom::element element) noexcept {
@@ -174,7 +169,7 @@ class RecordChecker::Impl {
             case NQ_HOST_STATUS_JSON_NUMBER:
             case NQ_HOST_STATUS_JSON_ENCODING:
             case NQ_HOST_STATUS_JSON_TOO_LARGE:
-                return refuse(without_stop(message_text(status)));
+                return refuse(std::string(without_stop(message_text(status))));
             case NQ_HOST_STATUS_JSON_TOO_DEEP:
                 return refuse_deep();
             default:

@@ -5,6 +5,7 @@
 
 #include "standalone/base/unicode_escape.hpp"
 #include "standalone/values/access.hpp"
+#include "typed/sentence.hpp"
 
 namespace nq {
 namespace {
@@ -181,7 +182,7 @@ std::string fault_text(const DefinitionNode& leaf, const PlainValue& value, NQSt
                        std::string_view run_message) {
     // The catalogue's messages are sentences: "The value 5 is above the maximum 4."
     if (run_message.starts_with("The ")) run_message.remove_prefix(4);
-    if (run_message.ends_with('.')) run_message.remove_suffix(1);
+    run_message = without_stop(run_message);
     const std::string shown = "value " + shown_value(value);
     switch (verdict) {
         case NQ_STATUS_WRONG_TYPE:

@@ -1,6 +1,7 @@
 #include "typed/verdict.hpp"
 
 #include "standalone/text/messages.hpp"
+#include "typed/sentence.hpp"
 #include "typed/validation.hpp"
 #include "typed/value_text.hpp"
 
@@ -16,10 +17,9 @@ ValueFault fault_of(const DefinitionNode& leaf, const PlainValue& value, NQStatu
 }
 
 ValueFault unusable_definition(NQStatus status) {
-    std::string_view reason = message_text(status);
-    if (reason.ends_with('.')) reason.remove_suffix(1);
-    return {FaultKind::kDefinition, status,
-            std::string("the definition cannot be used: ").append(reason)};
+    std::string message = "the definition cannot be used: ";
+    message += without_stop(message_text(status));
+    return {FaultKind::kDefinition, status, std::move(message)};
 }
 
 }  // namespace

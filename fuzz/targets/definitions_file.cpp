@@ -190,6 +190,9 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
                                     definitions_text.size());
         if (definitions.load(machine().services.json(), pool, text, error)) {
             NQ_REQUIRE(error.what.empty());
+            std::size_t keys = 0;
+            visit_json_keys(text, [&](auto, uint32_t) { ++keys; });
+            NQ_REQUIRE(keys == lines_of(text, SourceSyntax::kJson).size());
             for (const DefinitionNode* leaf : definitions.leaves()) {
                 NQ_REQUIRE(leaf->parent->child(leaf->key) == leaf);
                 NQ_REQUIRE(!expectation(*leaf).empty());
