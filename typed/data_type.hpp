@@ -4,22 +4,12 @@
 #include <optional>
 #include <string_view>
 
+#include "nqinstance/validate/data_types.hpp"
+
 namespace nq {
 
-// The data types that a definition can name, with their keywords as "dataType" holds them.
-#define NQ_DATA_TYPES(row)                                                                        \
-    row(kArray, "array") row(kDictionary, "dictionary") row(kInteger, "integer")                  \
-        row(kDouble, "double") row(kBoolean, "boolean") row(kInt32, "int32")                      \
-            row(kUInt32, "uint32") row(kInt64, "int64") row(kUInt64, "uint64") row(kChar, "char") \
-                row(kString, "string") row(kData, "data") row(kDate, "date") row(kTime, "time")   \
-                    row(kDateTime, "datetime") row(kInstance, "instance")
-
-#define NQ_TYPE(type, keyword) type,
-enum class DataType : uint8_t { NQ_DATA_TYPES(NQ_TYPE) };
-#undef NQ_TYPE
-
-// In the order of the types.
-#define NQ_KEYWORD(type, keyword) keyword,
+// The keywords as "dataType" holds them, in the order of the types.
+#define NQ_KEYWORD(type, keyword, json_name) keyword,
 inline constexpr std::string_view kDataTypeKeywords[] = {NQ_DATA_TYPES(NQ_KEYWORD)};
 #undef NQ_KEYWORD
 inline constexpr std::size_t kDataTypeCount = sizeof kDataTypeKeywords / sizeof *kDataTypeKeywords;
