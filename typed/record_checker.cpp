@@ -225,9 +225,11 @@ class RecordChecker::Impl {
             return dictionary.set(&dictionary, field.written_key, &section.dictionary()->header);
         }
         Held<InstanceHeader> value;
+        // A field that has a node has a child. NOLINTBEGIN(clang-analyzer-core.NullDereference)
         const NQStatus status =
             field.node ? make_leaf(*field.node, field.child->may_be_character, element, value.out())
                        : build(element, value.out());
+        // NOLINTEND(clang-analyzer-core.NullDereference)
         if (status || is_refused()) return status;
         return dictionary.set(&dictionary, field.written_key, value.get());
     }

@@ -94,7 +94,7 @@ class EncodingService::Impl {
             transcoder->handle = {NQ_MAGIC, "UTF-8 transcoder", release_transcoder};
             transcoder->convert = convert;
             transcoder->registry = &static_cast<EncodingService*>(service)->impl_->registry_;
-            transcoder->registry->insert(std::move(transcoder));
+            result->registry->insert(std::move(transcoder));
             return result;
         } catch (...) {
             return nullptr;

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <limits>
+#include <type_traits>
 #include <utility>
 
 #include "standalone/base/utf8.hpp"
@@ -143,7 +144,7 @@ class UnitSink {
     void copy(const Unit* text, uint64_t length) noexcept {
         // Most pieces are a few characters, for which a loop is cheaper than a call.
         const Unit* const end = text + claim(length);
-        while (text != end) *buffer_++ = static_cast<NQChar>(*text++);
+        while (text != end) *buffer_++ = static_cast<std::make_unsigned_t<Unit>>(*text++);
     }
 
     uint64_t claim(uint64_t length) noexcept {

@@ -133,7 +133,7 @@ bool LocaleDates::write(DateKind kind, double value, icu::UnicodeString& text) c
     return true;
 }
 
-bool LocaleDates::read(DateKind kind, icu::UnicodeString text, double& value) const {
+bool LocaleDates::read(DateKind kind, const icu::UnicodeString& text, double& value) const {
     const icu::UnicodeString typed = plain(text);
     const Formats& formats = formats_[static_cast<std::size_t>(kind)];
     const std::lock_guard lock(busy_);

@@ -32,7 +32,7 @@ class LocaleDates {
     bool write(DateKind kind, double value, icu::UnicodeString& text) const;
     // Reads a whole text without white space around it. False: it is no such date or time, and
     // `value` is unchanged.
-    bool read(DateKind kind, icu::UnicodeString text, double& value) const;
+    bool read(DateKind kind, const icu::UnicodeString& text, double& value) const;
 
   private:
     struct Format {

@@ -21,6 +21,7 @@ ArrayObject& object(void* array) noexcept {
 bool set_capacity(ArrayObject& array, uint64_t capacity) noexcept {
     HostPool* pool = array.header.pool;
     uint64_t bytes;
+    // The elements are pointers. NOLINTNEXTLINE(bugprone-sizeof-expression)
     if (__builtin_mul_overflow(capacity, sizeof *array.elements, &bytes)) return false;
     void* elements = pool->realloc(pool, array.elements, bytes, 0);
     if (!elements) return false;
