@@ -41,7 +41,10 @@ for package in $packages; do
 done
 [ -n "$missing" ] || exit 0
 
-distribution=$(. /etc/os-release 2>/dev/null && echo "${ID:-} ${VERSION_ID:-}" || true)
+distribution=""
+if [ -r /etc/os-release ]; then
+    distribution=$(. /etc/os-release && echo "${ID:-} ${VERSION_ID:-}")
+fi
 if [ "$distribution" != "debian 12" ]; then
     if [ "${NQ_PACKAGES:-}" = "provided" ]; then exit 0; fi
     echo "Packages are installed on Debian 12 only. Here, provide what these hold:" >&2

@@ -32,6 +32,7 @@ run() {
     } >"$log" 2>&1
 }
 export -f run
+# shellcheck disable=SC2016 # the other shell is to expand them
 printf '%s\n' "${targets[@]}" | xargs -P 2 -I '{}' bash -c 'run "$1" "$2"' - '{}' "$seconds"
 
 failed=0

@@ -3,6 +3,7 @@
 #   tests/run.sh [STAGE...]    or: make test STAGES="STAGE..."
 # Without a name: release, abi, asan-ubsan and tsan. Which tests a stage runs is said by labels, in
 # CMakePresets.json. `all` stands for every stage, in this order:
+#   lint            clang-tidy, clang-format, shellcheck, codespell, .editorconfig (a check for each)
 #   release         g++, every test but the long ones
 #   abi             clang without sanitizers: what the library shows, and its binary interface
 #   valgrind        the quick tests of the library under memcheck (a check for each program)
@@ -14,7 +15,7 @@
 #   coverage        how much of the code the tests reach (a check for each demand)
 #   fuzz            every fuzz target for FUZZ_SECONDS (30; one check)
 set -uo pipefail
-cd "$(dirname "$0")/.."
+cd "$(dirname "$0")/.." || exit
 
 # What the compiler says of a source's headers is enough for the cache; nothing is preprocessed twice.
 export CCACHE_DEPEND=1
@@ -74,6 +75,8 @@ sums() {
     count $summary
 }
 
+stage_lint() { sums build/lint.log python3 -B tests/gate/lint/lint.py .; }
+
 stage_release() { build release all && run release; }
 
 stage_asan-ubsan() { build asan-ubsan all && ITER=$rounds run asan-ubsan; }
@@ -113,7 +116,7 @@ measure() {
 }
 
 mkdir -p build
-every=(release abi valgrind asan-ubsan asan-ubsan-gcc tsan msan coverage fuzz)
+every=(lint release abi valgrind asan-ubsan asan-ubsan-gcc tsan msan coverage fuzz)
 stages=()
 for name in "$@"; do
     if [ "$name" = all ]; then stages+=("${every[@]}"); else stages+=("$name"); fi

@@ -5,7 +5,7 @@
 # preset memcheck chooses the tests by their labels; of a routine's bodies it takes the one that the
 # library takes, and protected pages watch the others.
 set -uo pipefail
-cd "$(dirname "$0")/../../.."
+cd "$(dirname "$0")/../../.." || exit
 build=build/release
 export ITER=20 SEED=1
 
