@@ -419,11 +419,26 @@ void RandomTrees::set_zone(Tree& tree) {
                                    : static_cast<double>(between(-1000000, 1000000)) / 8;
 }
 
+void RandomTrees::set_date(Tree& tree) {
+    tree.year = static_cast<std::int32_t>(any_integer(INT32_MIN, INT32_MAX));
+    tree.month = static_cast<std::int32_t>(between(-1, 14));
+    tree.day = static_cast<std::int32_t>(between(-1, 40));
+}
+
+void RandomTrees::add_items(Tree& tree, int depth) {
+    for (std::int64_t left = depth > 0 ? between(0, 3) : 0; left > 0; --left) {
+        if (tree.kind == TreeKind::kDictionary) {
+            // A key that is there already would replace its value.
+            tree.keys.push_back(make_text(true) + std::to_string(left));
+        }
+        tree.items.push_back(make(depth - 1));
+    }
+}
+
 Tree RandomTrees::make(int depth) {
     Tree tree;
     tree.kind = static_cast<TreeKind>(between(0, static_cast<int>(TreeKind::kCount) - 1));
-    const bool may_nest = depth > 0;
-    if (may_nest && (depth == options_.depth || one_in(3))) {
+    if (depth > 0 && (depth == options_.depth || one_in(3))) {
         tree.kind = one_in(2) ? TreeKind::kArray : TreeKind::kDictionary;
     }
     switch (tree.kind) {
@@ -434,16 +449,8 @@ Tree RandomTrees::make(int depth) {
             tree.text = options_.legal || one_in(2) ? make_text(false) : make_bytes();
             break;
         case TreeKind::kArray:
-            for (std::int64_t left = may_nest ? between(0, 3) : 0; left > 0; --left) {
-                tree.items.push_back(make(depth - 1));
-            }
-            break;
         case TreeKind::kDictionary:
-            for (std::int64_t left = may_nest ? between(0, 3) : 0; left > 0; --left) {
-                // A key that is there already would replace its value.
-                tree.keys.push_back(make_text(true) + std::to_string(left));
-                tree.items.push_back(make(depth - 1));
-            }
+            add_items(tree, depth);
             break;
         case TreeKind::kBoolean:
             tree.integer = between(0, 3);
@@ -470,9 +477,7 @@ Tree RandomTrees::make(int depth) {
             set_zone(tree);
             [[fallthrough]];
         case TreeKind::kCalendarDate:
-            tree.year = static_cast<std::int32_t>(any_integer(INT32_MIN, INT32_MAX));
-            tree.month = static_cast<std::int32_t>(between(-1, 14));
-            tree.day = static_cast<std::int32_t>(between(-1, 40));
+            set_date(tree);
             break;
         case TreeKind::kDateTime:
             tree.real = static_cast<double>(between(-100000000, 20000000000)) +

@@ -79,6 +79,8 @@ class RandomTrees {
     std::string make_text(bool for_key);
     std::string make_bytes();
     void add_character(std::string& text, bool for_key);
+    void add_items(Tree& tree, int depth);
+    void set_date(Tree& tree);
     void set_clock(Tree& tree);
     void set_zone(Tree& tree);
     std::int64_t any_integer(std::int64_t low, std::int64_t high);
