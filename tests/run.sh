@@ -1,10 +1,11 @@
 #!/usr/bin/env bash
 # Builds and tests, and closes with the sums.
 #   tests/run.sh [STAGE...]    or: make test STAGES="STAGE..."
-# Without a name: release, abi, asan-ubsan and tsan. Which tests a stage runs is said by labels, in
+# Without a name: release, abi and asan-ubsan. Which tests a stage runs is said by labels, in
 # CMakePresets.json. `all` stands for every stage, in this order:
 #   lint            clang-tidy, clang-format, shellcheck, codespell, .editorconfig (a check for each)
 #   release         g++, every test but the long ones
+#   judges          what plants faults and sees that tests, gates and scripts find them
 #   abi             clang without sanitizers: what the library shows, and its binary interface
 #   valgrind        the quick tests of the library under memcheck (a check for each program)
 #   asan-ubsan      clang, address and undefined-behaviour sanitizers; the library without wraps
@@ -79,6 +80,8 @@ stage_lint() { sums build/lint.log python3 -B tests/gate/lint/lint.py .; }
 
 stage_release() { build release all && run release; }
 
+stage_judges() { build release all && run judges; }
+
 stage_asan-ubsan() { build asan-ubsan all && ITER=$rounds run asan-ubsan; }
 
 stage_asan-ubsan-gcc() {
@@ -116,12 +119,12 @@ measure() {
 }
 
 mkdir -p build
-every=(lint release abi valgrind asan-ubsan asan-ubsan-gcc tsan msan coverage fuzz)
+every=(lint release judges abi valgrind asan-ubsan asan-ubsan-gcc tsan msan coverage fuzz)
 stages=()
 for name in "$@"; do
     if [ "$name" = all ]; then stages+=("${every[@]}"); else stages+=("$name"); fi
 done
-[ $# -ne 0 ] || stages=(release abi asan-ubsan tsan)
+[ $# -ne 0 ] || stages=(release abi asan-ubsan)
 for stage in "${stages[@]}"; do measure "$stage"; done
 echo "times: ${times%, }"
 echo "$passed passed, $failed failed"
