@@ -10,7 +10,7 @@ import sys
 import unittest
 
 KINDS = {"unit", "fault", "body", "model", "thread", "surface", "tool", "soak", "gate"}
-MORE = {"library", "exhaustive", "slow", "long", "unwritten", "edge", "random", "death", "chosen_body",
+MORE = {"library", "exhaustive", "slow", "long", "unwritten", "uncounted", "edge", "random", "death", "chosen_body",
         "named_body", "corpus", "emulator", "document", "memory", "other_user"}
 
 
