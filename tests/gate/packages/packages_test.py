@@ -1,11 +1,11 @@
 #!/usr/bin/env python3
 """The tool is built with the packages of `setup.sh run`, and needs each of them.
 
-usage: packages_test.py SOURCE BUILD-FOLDER [CCACHE]
+usage: packages_test.py SOURCE BUILD-FOLDER SCRATCH
 
-Builds the tool without the tests and asks which files CMake and Ninja read. Each must be the project's
-own or belong to one of the packages or to what these depend on. Status 77 where no package manager
-tells whose a file is.
+Asks which files the tool in BUILD-FOLDER was compiled and linked from, and which ones CMake reads when
+it configures a build without the tests. Each must be the project's own or belong to one of the packages
+or to what these depend on. Status 77 where no package manager tells whose a file is.
 """
 import os
 import pathlib
@@ -68,17 +68,23 @@ def known_as(path):
 class Packages(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
-        output_of("cmake", "-S", SOURCE, "-B", BUILD, "-G", "Ninja", "-DCMAKE_BUILD_TYPE=Release",
-                  "-DNQ_TESTS=OFF", f"-DNQ_CCACHE={CCACHE}", "-DCMAKE_C_COMPILER=gcc",
-                  "-DCMAKE_CXX_COMPILER=g++")
-        output_of("cmake", "--build", BUILD, "--target", "nqinstance", "nqtool")
-        read = output_of("ninja", "-C", BUILD, "-t", "deps")
-        read += output_of("ninja", "-C", BUILD, "-t", "inputs", "nqtool")
-        read += output_of("ninja", "-C", BUILD, "-t", "query", "build.ninja")
-        paths = {os.path.normpath(BUILD / line.strip().removeprefix("| "))
-                 for line in read.splitlines()}
-        cls.read = {path for path in paths if os.path.isfile(path)
-                    and not pathlib.Path(path).is_relative_to(SOURCE)}
+        output_of("cmake", "-S", SOURCE, "-B", SCRATCH, "-G", "Ninja", "-DCMAKE_BUILD_TYPE=Release",
+                  "-DNQ_TESTS=OFF", "-DCMAKE_C_COMPILER=gcc", "-DCMAKE_CXX_COMPILER=g++")
+        cls.read = set()
+        objects = [line for line in output_of("ninja", "-C", BUILD, "-t", "inputs", "nqtool",
+                                              "nqinstance").splitlines() if line.endswith(".o")]
+        cls.add(BUILD, output_of("ninja", "-C", BUILD, "-t", "deps", *objects))
+        cls.add(SCRATCH, output_of("ninja", "-C", SCRATCH, "-t", "inputs", "nqtool"))
+        cls.add(SCRATCH, output_of("ninja", "-C", SCRATCH, "-t", "query", "build.ninja"))
+
+    @classmethod
+    def add(cls, folder, said):
+        """The files that Ninja names in this folder and that are not the project's own."""
+        for line in said.splitlines():
+            path = pathlib.Path(os.path.normpath(folder / line.strip().removeprefix("| ")))
+            own = any(path.is_relative_to(place) for place in (SOURCE, BUILD, SCRATCH))
+            if path.is_file() and not own:
+                cls.read.add(str(path))
 
     def lacking(self, packages):
         """The files that were read and belong to none of the packages."""
@@ -107,8 +113,7 @@ class Packages(unittest.TestCase):
 
 
 if __name__ == "__main__":
-    SOURCE, BUILD = (pathlib.Path(argument).resolve() for argument in sys.argv[1:3])
-    CCACHE = "".join(sys.argv[3:])
+    SOURCE, BUILD, SCRATCH = (pathlib.Path(argument).resolve() for argument in sys.argv[1:4])
     if not INSTALLED.is_dir():
         sys.exit(77)
     unittest.main(argv=sys.argv[:1])
