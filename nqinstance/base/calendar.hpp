@@ -1,5 +1,4 @@
 #pragma once
-#include <array>
 #include <cstdint>
 
 namespace nq {
@@ -21,12 +20,15 @@ constexpr const MonthLengths& month_lengths(int32_t year) noexcept {
 }
 
 // Days before the start of each month and, last, the year's length.
-using DaysBeforeMonths = std::array<int32_t, 13>;
+struct DaysBeforeMonths {
+    int32_t days[13];
+    constexpr int32_t operator[](int32_t month) const noexcept { return days[month]; }
+};
 
 consteval DaysBeforeMonths summed(const MonthLengths& lengths) {
-    DaysBeforeMonths days{};
-    for (std::size_t m = 0; m < 12; ++m) days[m + 1] = days[m] + lengths[m];
-    return days;
+    DaysBeforeMonths before{};
+    for (int32_t m = 0; m < 12; ++m) before.days[m + 1] = before.days[m] + lengths[m];
+    return before;
 }
 
 inline constexpr DaysBeforeMonths kDaysBeforeMonths = summed(kMonthLengths);
