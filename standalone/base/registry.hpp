@@ -19,7 +19,7 @@ class Registry {
     void insert(std::unique_ptr<T> object) {
         const std::lock_guard lock(mutex_);
         objects_.insert(object.get());
-        object.release();
+        static_cast<void>(object.release());  // the set owns it now
     }
     void erase(T* object) noexcept {
         {
