@@ -1,7 +1,8 @@
 #!/usr/bin/env python3
 """Runs the examples of the pages: "$ COMMAND" in a block, and what the terminal shows after it.
 
-"$ cat FILE" makes the file of what it shows, for the commands behind it on the page.
+"$ cat FILE" makes the file of what it shows, for the commands behind it on the page. Files of examples/
+are there.
 """
 
 import argparse
@@ -32,6 +33,7 @@ def main():
     count = failed = 0
     for page in arguments.pages:
         with tempfile.TemporaryDirectory() as folder:
+            pathlib.Path(folder, "examples").symlink_to(page.resolve().parent.parent / "examples")
             for command, shown in examples(page.read_text()):
                 if command.startswith("cat "):
                     (pathlib.Path(folder) / command.removeprefix("cat ")).write_text(shown)
