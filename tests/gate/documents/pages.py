@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""Holds the pages to the tree: what they link to, and the files and folders that they name, are
-there; the program in docs/host-interface.md is examples/embed.cpp.
+"""Holds the pages and the public headers to the tree: what they link to, and the files and folders that
+they name, are there; the program in docs/host-interface.md is examples/embed.cpp.
 
 usage: pages.py ROOT
 
@@ -14,7 +14,7 @@ import pathlib
 import re
 import sys
 
-PAGES = ["*.md", "docs/*.md", "nqinstance/text/README.md"]
+PAGES = ["*.md", "docs/*.md", "nqinstance/text/README.md", "nqinstance/**/*.h"]
 LINK = re.compile(r"\]\(([^)\s]+)\)")
 QUOTED = re.compile(r"`([^`\n]+)`")
 SHORT = re.compile(r"(?:[\w.*-]+/)*(?:[\w.*-]+/|[\w*-]+\.(?:allow|cmake|cpp|h|hpp|map|md|py|sh|tsv|txt))")

@@ -31,6 +31,7 @@ class PlantedFaults(unittest.TestCase):
         self.write("docs/host-interface.md", f"[Up](../README.md)\n```cpp\n{PROGRAM}```\n")
         self.write("nqinstance/text/README.md", "[loops](../../tool/main.cpp)\n")
         self.write("README.md", FINE)
+        self.write("nqinstance/host/pool.h", "/* As docs/host-interface.md says. */\n")
 
     def write(self, name, text):
         path = self.root / name
@@ -46,7 +47,7 @@ class PlantedFaults(unittest.TestCase):
         self.assertEqual(self.run_script(), (1, list(messages)))
 
     def test_nothing_is_wrong(self):
-        self.assertEqual(self.run_script(), (0, ["3 pages"]))
+        self.assertEqual(self.run_script(), (0, ["4 pages"]))
 
     def test_wrong_paths(self):
         for text, lost in (("[x](docs/none.md)", "docs/none.md"), ("[x](tool/io/#it)\n[y](here.png)", "here.png"),
@@ -61,8 +62,10 @@ class PlantedFaults(unittest.TestCase):
 
     def test_every_page_is_read(self):
         self.write("docs/other.md", "`none.hpp`\n")
+        self.write("nqinstance/host/pool.h", "/* As docs/none.md says. */\n")
         self.write("nqinstance/text/README.md", "`none.hpp`\n")
         self.finds("docs/other.md names none.hpp, which is not there",
+                   "nqinstance/host/pool.h names docs/none.md, which is not there",
                    "nqinstance/text/README.md names none.hpp, which is not there")
 
     def test_another_program(self):
