@@ -111,9 +111,9 @@ NQ_AVX2 std::size_t equal_prefix_ignoring_ascii_case_bytes(const std::uint8_t* a
     return i + loops::equal_prefix_ignoring_ascii_case_bytes(a + i, b + i, length - i);
 }
 
-NQ_AVX2 std::size_t equal_prefix_ignoring_ascii_case_units(const NQChar* a, const NQChar* b,
-                                                           std::size_t count,
-                                                           std::int32_t& order) noexcept {
+NQ_AVX2_AT_LINE std::size_t equal_prefix_ignoring_ascii_case_units(const NQChar* a, const NQChar* b,
+                                                                   std::size_t count,
+                                                                   std::int32_t& order) noexcept {
     std::size_t i = 0;
     for (; i + 8 <= count; i += 8) {
         const Bytes x = load(a + i);
