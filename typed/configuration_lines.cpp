@@ -6,6 +6,8 @@
 namespace nq {
 namespace {
 
+// Tells the grammar of the library's reader again, since the reader gives no lines. A test compares
+// the two on random documents.
 class Walker {
   public:
     explicit Walker(const KeyVisitor& visit) : visit_(visit) {}

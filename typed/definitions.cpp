@@ -375,9 +375,8 @@ bool Definitions::load(const JsonServices& services, HostPool* pool, std::string
         error = {1, 0, "the definitions are not an object"};
     } else if (is_definition(top)) {
         error = {1, 0, "the top of the definitions is a definition instead of a section"};
-    } else if (has_repeated_key(text, error)) {
-        // The dictionaries have the last of the values only.
-    } else if (Loader(text, leaves_, error).fill_section(root_, top)) {
+    } else if (!has_repeated_key(text, error) &&  // of which the dictionaries have the last only
+               Loader(text, leaves_, error).fill_section(root_, top)) {
         return true;
     }
     clear();

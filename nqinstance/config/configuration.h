@@ -12,7 +12,8 @@ NQ_BEGIN_C
  * line, counted from 0, after a syntax error; `lineNumber` may be null. All memory is of `pool`,
  * and two things are left in it on purpose until the pool is destroyed: the string object of each
  * comment line, and everything that is alive at a syntax error (dictionaries, reader with its file
- * and holds, line). Every other failure gives back all but the comment lines.
+ * and holds, line). Every other failure gives back all but the comment lines and, where the pool
+ * refuses the character buffer, what nqTextReaderCreate leaves.
  *
  * NQ_STATUS_UNCLOSED_SECTION: a line begins with "[" and has no "]".
  * NQ_STATUS_MISSING_EQUALS: a line that is no comment and no section header has no "=".

@@ -21,8 +21,8 @@ struct Transcoder {
     NQHandle handle;
 
     /* Converts `source` into `target` and stores the bytes written.
-     * NQ_STATUS_BUFFER_TOO_SMALL: the source ends inside a character; `state->consumed` says
-     * how much of it was used. `state` is a TranscoderState. */
+     * NQ_STATUS_BUFFER_TOO_SMALL: the source ends inside a character, or the target is full;
+     * `state->consumed` says how much of the source was used. `state` is a TranscoderState. */
     NQStatus (*convert)(Transcoder* self, const uint8_t* source, uint64_t sourceLength,
                         NQChar* target, uint64_t targetBytes, uint64_t* bytesWritten, void* state,
                         uint64_t zero) NQ_NOEXCEPT;

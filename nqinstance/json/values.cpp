@@ -134,8 +134,9 @@ NQStatus write_entry(JsonWriter& writer, NQDictionary* dictionary, NQU8String* k
     return write_value(writer, true, value);
 }
 
-// Unlike an array's, the closing brace has no indentation but `bracketIndent`, on purpose: with
-// `currentIndent` before it, every nested brace would stand farther to the right.
+// Unlike an array's, the closing brace has no indentation but `bracketIndent`, on purpose: programs
+// that compare texts rely on it. With `currentIndent` before it, as an array has it, every nested
+// brace would stand farther to the right.
 NQStatus write_dictionary(JsonWriter& writer, InstanceHeader* instance,
                           bool in_dictionary) noexcept {
     auto* dictionary = reinterpret_cast<NQDictionary*>(instance);

@@ -40,7 +40,8 @@ NQ_EXPORT NQStatus UTF8_UTF32(const uint8_t* source, uint64_t available, NQChar*
 
 /* UTF-16, big-endian and little-endian.
  * NQ_STATUS_MALFORMED: a low surrogate first, 2 bytes consumed; or a high surrogate without a low
- * one behind it, 4 bytes consumed even where the source ends before.
+ * one behind it, 4 bytes consumed even where the source ends before. So a high surrogate at the
+ * end is malformed and does not wait: who reads a text in parts keeps its last 4 bytes back.
  * NQ_STATUS_TRUNCATED: fewer than 2 bytes, which are consumed. */
 NQ_EXPORT NQStatus UTF16_UTF32(const uint8_t* source, uint64_t available, NQChar* codePoint,
                                uint64_t* consumed) NQ_NOEXCEPT;

@@ -59,13 +59,19 @@ struct JsonName {
 
 // In the order in which they are tested, which is not that of the keywords: an instance that
 // answers to the names of two kinds has the JSON name of the first row.
+// clang-format off
 constexpr JsonName kJsonNames[] = {
-    {"object", {Kind::kDictionary}}, {"integer", kIntegers},
-    {"double", {Kind::kDouble}},     {"data", {Kind::kData}},
-    {"date", {Kind::kCalendarDate}}, {"datetime", {Kind::kDateTime, Kind::kCalendarDateTime}},
-    {"time", {Kind::kTime}},         {"string", kStrings},
+    {"object", {Kind::kDictionary}},
+    {"integer", kIntegers},
+    {"double", {Kind::kDouble}},
+    {"data", {Kind::kData}},
+    {"date", {Kind::kCalendarDate}},
+    {"datetime", {Kind::kDateTime, Kind::kCalendarDateTime}},
+    {"time", {Kind::kTime}},
+    {"string", kStrings},
     {"boolean", {Kind::kBoolean}},
 };
+// clang-format on
 
 }  // namespace
 

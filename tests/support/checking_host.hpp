@@ -1,13 +1,12 @@
 #pragma once
 // A host for tests: every service the library calls, kept simple, in memory, and checked.
 //
-//     CheckingHost host;                                // one at a time: the library has one
-//     kernel InstanceApi* api = host.load();                   // nqextent and nqinstance of the
-//     library const HostState before = host.state(); NQDictionary* tree = host.dictionary({{"name",
-//     host.string("Ada")},
-//                                           {"list", host.array({host.string("x")})}});
+//     CheckingHost host;                        // one at a time: the library has one kernel
+//     InstanceApi* api = host.load();           // nqextent and nqinstance of the library
+//     const HostState before = host.state();
+//     NQDictionary* tree = host.dictionary({{"name", host.string("Ada")}});
 //     NQU8String* json = nullptr;
-//     host.plan().fail(Call::kStringAppend, 3, NQ_STATUS_NO_MEMORY);   // the fourth append fails
+//     host.plan().fail(Call::kStringAppend, 3, NQ_STATUS_NO_MEMORY);  // the fourth append fails
 //     EXPECT_EQ(api->toJSON(api, host.pool(), &tree->header, &json), NQ_STATUS_NO_MEMORY);
 //     host.plan().clear();
 //     EXPECT_EQ(api->toJSON(api, host.pool(), &tree->header, &json), NQ_STATUS_OK);

@@ -43,6 +43,7 @@ std::optional<SourceError> Source::parse_configuration(HostPool* pool) {
     const NQStatus status = api->readConfiguration(api, pool, kInputName, &line, dictionary_.out());
     // The library counts lines from 0.
     const auto file_line = static_cast<uint64_t>(int64_t{line} + 1);
+    // The words of the two syntax errors are the tool's own, shorter than those of the status.
     switch (status) {
         case NQ_STATUS_OK:
             return std::nullopt;

@@ -99,7 +99,8 @@ class Converter {
 
     void add(NQChar unit) { units_[count_++] = unit; }
 
-    // Takes all characters from the window but one that may go on behind it.
+    // Takes all characters from the window but one that may go on behind it. The library's readers
+    // do not wait: to them a high surrogate at the end of the window is malformed.
     void read_window(ByteSource& source) {
         constexpr std::size_t kLongest = 4;
         while (!source.bytes().empty()) {
