@@ -5,6 +5,8 @@
 # CMakePresets.json. `all` stands for every stage, in this order:
 #   lint            clang-tidy, clang-format, shellcheck, codespell, .editorconfig (a check for each)
 #   release         g++, every test but the long ones
+#   deep            the programs on emulated processors, a million checks of each routine with several
+#                   bodies, the memory of the tool
 #   judges          what plants faults and sees that tests, gates and scripts find them
 #   abi             clang without sanitizers: what the library shows, and its binary interface
 #   valgrind        the quick tests of the library under memcheck (a check for each program)
@@ -80,6 +82,8 @@ stage_lint() { sums build/lint.log python3 -B tests/gate/lint/lint.py .; }
 
 stage_release() { build release all && run release; }
 
+stage_deep() { build release all && run deep; }
+
 stage_judges() { build release all && run judges; }
 
 stage_asan-ubsan() { build asan-ubsan all && ITER=$rounds run asan-ubsan; }
@@ -119,7 +123,7 @@ measure() {
 }
 
 mkdir -p build
-every=(lint release judges abi valgrind asan-ubsan asan-ubsan-gcc tsan msan coverage fuzz)
+every=(lint release deep judges abi valgrind asan-ubsan asan-ubsan-gcc tsan msan coverage fuzz)
 stages=()
 for name in "$@"; do
     if [ "$name" = all ]; then stages+=("${every[@]}"); else stages+=("$name"); fi

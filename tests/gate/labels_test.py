@@ -11,7 +11,7 @@ import unittest
 
 KINDS = {"unit", "fault", "body", "model", "thread", "surface", "tool", "soak", "gate"}
 MORE = {"library", "exhaustive", "slow", "long", "unwritten", "uncounted", "edge", "random", "death", "chosen_body",
-        "named_body", "corpus", "emulator", "document", "memory", "other_user"}
+        "named_body", "corpus", "counted", "emulator", "document", "memory", "other_user"}
 
 
 def labels_of(test):
