@@ -1,5 +1,7 @@
 #include <string.h>
 
+#include <type_traits>
+
 #include "nqinstance/base/try.hpp"
 #include "nqinstance/base/variadic.hpp"
 #include "nqinstance/core/data.h"
@@ -156,6 +158,10 @@ NQStatus write_dictionary(JsonWriter& writer, InstanceHeader* instance,
 using WriteValue = NQStatus (*)(JsonWriter& writer, InstanceHeader* instance,
                                 bool in_dictionary) noexcept;
 
+// A single character cannot be written.
+template <class Record>
+inline constexpr bool kIsWritable = !std::is_same_v<Record, NQCharInstance>;
+
 // What writes each record; null where it cannot be written.
 template <class Record>
 inline constexpr WriteValue kWriteValue = write_number<Record>;
@@ -190,9 +196,10 @@ constexpr WriteValue kWriters[] = {
 
 constexpr KindSet kWritable = [] {
     KindSet writable;
-    for (std::size_t i = 0; i < kKindCount; ++i) {
-        if (kWriters[i]) writable = writable.with(static_cast<Kind>(i));
-    }
+#define NQ_WRITABLE(kind, name, Record) \
+    if (kIsWritable<Record>) writable = writable.with(Kind::kind);
+    NQ_INSTANCE_KINDS(NQ_WRITABLE)
+#undef NQ_WRITABLE
     return writable;
 }();
 
