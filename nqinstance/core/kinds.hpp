@@ -40,7 +40,6 @@ enum class Kind : uint8_t {
     // How many there are; also: none of them.
     kCount
 };
-inline constexpr auto kKindCount = static_cast<std::size_t>(Kind::kCount);
 
 // The kind of each record.
 template <class Record>
